@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Set up, build and run every test: the dev preset, the sanitizer preset and the format check.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+for preset in dev asan; do
+  cmake --preset "$preset"
+  cmake --build --preset "$preset"
+  ctest --preset "$preset"
+done
+scripts/check-format.sh

@@ -1,0 +1,276 @@
+#include "host/messages.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+namespace mspc {
+namespace {
+
+struct Entry {
+  int id;
+  const char* text;
+};
+
+// The one string table. Every quoted text of the module appears here and nowhere else.
+constexpr Entry kTable[] = {
+    {2000, "Multivariate Statistical Process Control"},
+    {2002, "MSPC Deployment"},
+    {2005, "Principal components analysis (PCA)"},
+    {2013, "Partial least squares (PLS)"},
+    {2021, "Time-wise multi-way principal components analysis (TMPCA)"},
+    {2025, "Time-wise multi-way partial least squares (TMPLS)"},
+    {2035, "Batch-wise multi-way partial least squares (BMPLS)"},
+    {2040, "Deployment"},
+    {2050, "Reading data..."},
+    {2051, "Computing..."},
+
+    {2101, "Variable/case has been deleted because of missing data."},
+    {2102,
+     "The case has been deleted because the number of valid variables is fewer than required "
+     "for the principal component analysis."},
+    {2103,
+     "The case has been deleted because the percentage of the valid variables is fewer than "
+     "required for the principal component analysis."},
+    {2104,
+     "The variable has been deleted because the number of valid cases is fewer than required "
+     "for the principal component analysis."},
+    {2105,
+     "The variable has been deleted because the percentage of valid cases is fewer than "
+     "required for the principal component analysis."},
+    {2106, "The variable has been deleted because it has no variance."},
+    {2112,
+     "The case has been deleted because the number of valid independent variables is fewer "
+     "than required for the partial least squares analysis."},
+    {2113,
+     "The case has been deleted because the percentage of the valid independent variables is "
+     "less than required for the partial least squares analysis."},
+    {2114,
+     "The independent variable has been deleted because the number of valid cases is fewer "
+     "than required for the partial least squares analysis."},
+    {2115,
+     "The independent variable has been deleted because the percentage of valid cases is less "
+     "than required for the partial least squares analysis."},
+    {2116, "The independent variable has been deleted because it has no variance."},
+    {2117,
+     "The case has been deleted because the number of valid dependent variables is fewer than "
+     "required for the partial least squares analysis."},
+    {2118,
+     "The case has been deleted because the percentage of the valid dependent variables is "
+     "less than required for the partial least squares analysis."},
+    {2119,
+     "The dependent variable has been deleted because the number of valid cases is fewer than "
+     "required for the partial least squares analysis."},
+    {2120,
+     "The dependent variable has been deleted because the percentage of valid cases is less "
+     "than required for the partial least squares analysis."},
+    {2121, "The dependent variable has been deleted because it has no variance."},
+    // The batch causes are stored as their untranslated keys and shown as they stand.
+    {2122, "DontTranslate!!scTMPLS_Fewer_XVars, "},
+    {2123, "DontTranslate!!scTMPLS_Less_Percentage_XVars, "},
+    {2124, "DontTranslate!!scTMPLS_Fewer_XCases, "},
+    {2125, "DontTranslate!!scTMPLS_Less_Percentage_XCases, "},
+    {2126, "DontTranslate!!scTMPLS_zero_XVariance, "},
+    {2127, "DontTranslate!!scTMPLS_Fewer_YVars, "},
+    {2128, "DontTranslate!!scTMPLS_Less_Percentage_YVars, "},
+    {2129, "DontTranslate!!scTMPLS_Fewer_YCases, "},
+    {2130, "DontTranslate!!scTMPLS_Less_Percentage_YCases, "},
+    {2131, "DontTranslate!!scTMPLS_zero_YVariance, "},
+    {2132, "DontTranslate!!scBMPLS_Fewer_XVars, "},
+    {2133, "DontTranslate!!scBMPLS_Less_Percentage_XVars, "},
+    {2134, "DontTranslate!!scBMPLS_Fewer_XCases, "},
+    {2135, "DontTranslate!!scBMPLS_Less_Percentage_XCases, "},
+    {2136, "DontTranslate!!scBMPLS_zero_XVariance, "},
+    {2137, "DontTranslate!!scBMPLS_Fewer_YVars, "},
+    {2138, "DontTranslate!!scBMPLS_Less_Percentage_YVars, "},
+    {2139, "DontTranslate!!scBMPLS_Fewer_YCases, "},
+    {2140, "DontTranslate!!scBMPLS_Less_Percentage_YCases, "},
+    {2141, "DontTranslate!!scBMPLS_zero_YVariance"},
+    {2199, "Reserved"},
+
+    {2201, "Unqualified cases will be removed automatically."},
+    {2202, "Unqualified variables will be removed automatically."},
+    {2210,
+     "The number of valid variables selected (%d) for case %d is fewer than the required "
+     "minimum number of valid variables (%d). The analysis stops."},
+    {2211,
+     "The number of valid variables selected (%d) for batch %s is fewer than the required "
+     "minimum number of valid variables (%d). The analysis stops."},
+    {2212,
+     "The percentage of valid variables selected (%.2f%%) for case %d is fewer than the "
+     "required minimum percentage of valid variables (%.2f%%). The analysis stops."},
+    {2213,
+     "The percentage of valid variables selected (%.2f%%) for batch %s is less than the "
+     "required minimum percentage of valid variables (%.2f%%). The analysis stops."},
+    {2214,
+     "The number of valid cases (%d) for variable %s is fewer than the required minimum number "
+     "of valid cases (%d). The analysis stops."},
+    {2215,
+     "The percentage of valid cases (%.2f%%) for variable %s is fewer than the required "
+     "minimum percentage of valid cases (%.2f%%). The analysis stops."},
+    {2216,
+     "Variable %s has no variance. To perform meaningful analysis, all variables selected must "
+     "have variability."},
+    {2217,
+     "After initial removal of sparse cases, variable %s has no variance. The analysis stops."},
+    {2220,
+     "There are less than two variables in the analysis due to missing data exclusion. At "
+     "least two variables should be included for the analysis."},
+    {2221,
+     "There are fewer than two independent variables in the analysis due to missing data "
+     "exclusion. At least two independent variables should be included for the analysis."},
+    {2222,
+     "There is no dependent variable in the analysis due to missing data exclusion. At least "
+     "one dependent variable should be included for the analysis."},
+    {2223,
+     "There are fewer than four cases in the analysis due to missing data exclusion. At least "
+     "four cases should be included for the analysis."},
+    {2230, "Memory allocation failed; close other applications and try again."},
+
+    {2300,
+     "Too many variables selected. The total number of variables must be fewer than or equal "
+     "to %d."},
+    {2301,
+     "Too few variables selected. At least 2 variables should be selected to perform the "
+     "meaningful analysis."},
+    {2302,
+     "Too many predictor variables selected. The total number of predictor variables must be "
+     "fewer than or equal to %d."},
+    {2303,
+     "Too few predictor variables selected. At least 2 predictor variables should be selected "
+     "to perform the meaningful analysis."},
+    {2304, "Too many training cases selected. The maximum number of training cases is %d."},
+    {2305,
+     "Too few training cases. There should be at least 4 training cases to perform the "
+     "meaningful analysis."},
+    {2306,
+     "At least one categorical variable contains non-integer values. Cases with non-integer "
+     "values within the categorical variable will be ignored. Please interpret the results "
+     "carefully."},
+    {2307,
+     "Number of variables and/or categories exceeded. Check number of variables and/or "
+     "categories per variable that is included in analysis. "},
+
+    {2400, "The maximum data size in MB is inappropriate and will be set to the default value 80."},
+    {2401,
+     "The maximum data size in MB is too big and will be set to the biggest allowed value "
+     "32000."},
+    {2402,
+     "The maximum data size in MB is too small and will be set to the smallest allowed value "
+     "4."},
+    {2403,
+     "Minimum percentage of valid cases per variable (%) must be greater than or equal to 20."},
+    {2404, "Minimum percentage of valid cases per variable (%) must be less than or equal to 100."},
+    {2405,
+     "Minimum percentage of valid variables per case (%) must be greater than or equal to 20."},
+    {2406, "Minimum percentage of valid variables per case (%) must be less than or equal to 100."},
+    {2407, "The maximum number of iterations must be between 1 and 1000."},
+    {2408, "Convergence criterion value must be between 0 and 1."},
+    {2409,
+     "You cannot use cross-validation method with folds less than 2. Please change the v value "
+     "and try again."},
+    {2410,
+     "Minimum percentage of valid variables per case must be between 20 and 100. Please check "
+     "the parameter carefully and try again."},
+    {2411,
+     "Minimum percentage of valid cases per variable must be between 20 and 100. Please check "
+     "the parameter carefully and try again."},
+    {2412,
+     "Control limit for Hotelling T\xC2\xB2 and SPE(Q) chart must be greater than or equal to "
+     "50% and less than 100%."},
+    {2413,
+     "Warning limit for Hotelling T\xC2\xB2 and SPE(Q) chart must be greater than or equal to "
+     "50% and less than 100%, and it must be less than control limit."},
+    {2414,
+     "The maximum number of user-defined blocks is inappropriate and will be set to the "
+     "default value 8."},
+    {2415,
+     "The maximum number of user-defined blocks is too small and will be set to the smallest "
+     "allowed value 2."},
+    {2416,
+     "The maximum number of user-defined blocks is too big and will be set to the biggest "
+     "allowed value."},
+    {2417,
+     "Too many variables to scale by user-defined scales. The maximum number of variables to "
+     "scale is %d."},
+    {2460,
+     "The size of the dataset exceeds the maximum data size specified on the Options tab of "
+     "the startup dialog. Increase the maximum data size, or select fewer variables or cases."},
+
+    {2500, "Removed variables and causes."},
+    {2501, "Number of variables removed: %d"},
+    {2502, "Removed variable"},
+    {2503, "Removed cases and causes."},
+    {2504, "Number of cases removed: %d"},
+    {2505, "Removed case"},
+    {2506, "Name"},
+    {2507, "Cause"},
+    {2508, "Current"},
+    {2509, "Minimum"},
+
+    {2600, "Exception in analysis method:"},
+    {2601, "Unexpected error in analysis method"},
+    {2602,
+     "The data have been read, screened and scaled. Fitting this kind of model is not "
+     "available in this build."},
+};
+
+// Sorted copy for lookup by id; the table above stays in reading order.
+const std::vector<Entry>& SortedTable() {
+  static const std::vector<Entry> sorted = [] {
+    std::vector<Entry> entries(std::begin(kTable), std::end(kTable));
+    std::sort(
+        entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.id < b.id; });
+    return entries;
+  }();
+  return sorted;
+}
+
+}  // namespace
+
+std::string_view MessageText(MessageId id) {
+  const auto& table = SortedTable();
+  const int key = static_cast<int>(id);
+  const auto found =
+      std::lower_bound(table.begin(), table.end(), key, [](const Entry& entry, int value) {
+        return entry.id < value;
+      });
+  if (found == table.end() || found->id != key) return {};
+  return found->text;
+}
+
+std::string_view CauseText(int cause_code) {
+  constexpr int kFirstCause = 1;
+  constexpr int kLastCause = 41;
+  if (cause_code < kFirstCause || cause_code > kLastCause) {
+    return MessageText(MessageId::kCauseReserved);
+  }
+  const std::string_view text =
+      MessageText(static_cast<MessageId>(static_cast<int>(MessageId::kCauseBase) + cause_code));
+  return text.empty() ? MessageText(MessageId::kCauseReserved) : text;
+}
+
+namespace detail {
+
+std::string FormatPrintf(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  va_list copy;
+  va_copy(copy, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  std::string result;
+  if (length > 0) {
+    result.resize(static_cast<std::size_t>(length) + 1);
+    std::vsnprintf(result.data(), result.size(), format, arguments);
+    result.resize(static_cast<std::size_t>(length));
+  }
+  va_end(arguments);
+  return result;
+}
+
+}  // namespace detail
+}  // namespace mspc

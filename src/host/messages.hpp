@@ -1,0 +1,152 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace mspc {
+
+/// Resource ids of every text the module shows: messages, captions, report titles and headers.
+/// The texts live in one table (messages.cpp) and are looked up by id; code never spells them.
+/// Ranges: 2000 names and captions, 2100 removal causes, 2200 screening, 2300 selection checks,
+/// 2400 options, 2500 removal reports and shared report texts, 2600 automation and frame,
+/// 3000 PCA, 3100 monitoring limits, 3200 contributions, 4000 PLS, 5000 batch, 6000 export,
+/// 7000 deployment, 8000 the command-line host's own messages.
+enum class MessageId : int {
+  // Names and captions.
+  kAnalysisName = 2000,
+  kRowMSPCDeployment = 2002,
+  kRowPCA = 2005,
+  kRowPLS = 2013,
+  kRowTMPCA = 2021,
+  kRowTMPLS = 2025,
+  kRowBMPLS = 2035,
+  kRowDeployment = 2040,
+  kReadingData = 2050,
+  kComputing = 2051,
+
+  // Removal causes: id = kCauseBase + cause code; kCauseReserved for any other code.
+  kCauseBase = 2100,
+  kCauseMissingData = 2101,
+  kCauseReserved = 2199,
+
+  // Screening.
+  kNoteRemoveCases = 2201,
+  kNoteRemoveVariables = 2202,
+  kCaseTooFewValidVariables = 2210,
+  kBatchTooFewValidVariables = 2211,
+  kCaseTooLowPercentValidVariables = 2212,
+  kBatchTooLowPercentValidVariables = 2213,
+  kVariableTooFewValidCases = 2214,
+  kVariableTooLowPercentValidCases = 2215,
+  kVariableNoVariance = 2216,
+  kVariableNoVarianceAfterCaseRemoval = 2217,
+  kTooFewVariablesLeft = 2220,
+  kTooFewPredictorsLeft = 2221,
+  kNoDependentLeft = 2222,
+  kTooFewCasesLeft = 2223,
+  kMemoryAllocationFailed = 2230,
+
+  // Checks of the selection.
+  kTooManyVariables = 2300,
+  kTooFewVariables = 2301,
+  kTooManyPredictors = 2302,
+  kTooFewPredictors = 2303,
+  kTooManyTrainingCases = 2304,
+  kTooFewTrainingCases = 2305,
+  kNonIntegerCategoryCodes = 2306,
+  kTooManyVariablesOrCategories = 2307,
+
+  // Options.
+  kMemoryLimitInappropriate = 2400,
+  kMemoryLimitTooBig = 2401,
+  kMemoryLimitTooSmall = 2402,
+  kMinPercentValidCasesTooLow = 2403,
+  kMinPercentValidCasesTooHigh = 2404,
+  kMinPercentValidVarsTooLow = 2405,
+  kMinPercentValidVarsTooHigh = 2406,
+  kMaxIterationsOutOfRange = 2407,
+  kConvergenceCriterionOutOfRange = 2408,
+  kFoldsBelowTwo = 2409,
+  kPercentValidVarsOutOfRange = 2410,
+  kPercentValidCasesOutOfRange = 2411,
+  kControlLimitOutOfRange = 2412,
+  kWarningLimitOutOfRange = 2413,
+  kBlocksInappropriate = 2414,
+  kBlocksTooSmall = 2415,
+  kBlocksTooBig = 2416,
+  kTooManyUserDefinedScales = 2417,
+  kDataSizeExceedsLimit = 2460,
+
+  // Removal reports and texts shared by many reports.
+  kRemovedVariablesTitle = 2500,
+  kRemovedVariablesCount = 2501,
+  kRemovedVariableHeader = 2502,
+  kRemovedCasesTitle = 2503,
+  kRemovedCasesCount = 2504,
+  kRemovedCaseHeader = 2505,
+  kColumnName = 2506,
+  kColumnCause = 2507,
+  kColumnCurrent = 2508,
+  kColumnMinimum = 2509,
+
+  // Automation and frame.
+  kExceptionInAnalysisMethod = 2600,
+  kUnexpectedErrorInAnalysisMethod = 2601,
+  kFittingNotAvailable = 2602,
+};
+
+/// The text of a resource id, or an empty view for an id the table does not hold.
+std::string_view MessageText(MessageId id);
+
+/// The text of a removal cause code: its sentence, or "Reserved" for a code without one.
+std::string_view CauseText(int cause_code);
+
+namespace detail {
+std::string FormatPrintf(const char* format, ...);
+template <typename T>
+auto PrintfArgument(const T& value) {
+  if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>) {
+    return std::string(value);
+  } else if constexpr (std::is_integral_v<T>) {
+    return static_cast<int>(value);
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return static_cast<double>(value);
+  } else {
+    return static_cast<const char*>(value);
+  }
+}
+template <typename T>
+auto PassArgument(const T& value) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    return value.c_str();
+  } else {
+    return value;
+  }
+}
+template <typename... Args>
+std::string FormatConverted(std::string_view format, const Args&... converted) {
+  const std::string format_string(format);
+  return FormatPrintf(format_string.c_str(), PassArgument(converted)...);
+}
+}  // namespace detail
+
+/// Format a resource text with printf semantics ("%d", "%s", "%.2f%%", ...). Integral arguments
+/// become int, floating ones double, strings const char*. Without arguments the text is returned
+/// as it stands, so a text such as "(%)" is never read as a conversion.
+template <typename... Args>
+std::string FormatText(std::string_view format, const Args&... args) {
+  if constexpr (sizeof...(Args) == 0) {
+    return std::string(format);
+  } else {
+    return detail::FormatConverted(format, detail::PrintfArgument(args)...);
+  }
+}
+
+/// Format the text of a resource id with its arguments.
+template <typename... Args>
+std::string FormatMessage(MessageId id, const Args&... args) {
+  return FormatText(MessageText(id), args...);
+}
+
+}  // namespace mspc

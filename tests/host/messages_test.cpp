@@ -1,0 +1,49 @@
+#include "host/messages.hpp"
+
+#include <gtest/gtest.h>
+
+namespace mspc {
+namespace {
+
+TEST(MessageTable, GivenIdsHoldTheirTexts) {
+  EXPECT_EQ(MessageText(MessageId::kAnalysisName), "Multivariate Statistical Process Control");
+  EXPECT_EQ(MessageText(MessageId::kReadingData), "Reading data...");
+  constexpr std::string_view kMemoryStart =
+      "The size of the dataset exceeds the maximum data size specified on the Options tab "
+      "of the startup dialog.";
+  EXPECT_EQ(MessageText(MessageId::kDataSizeExceedsLimit).substr(0, kMemoryStart.size()),
+            kMemoryStart);
+}
+
+TEST(MessageTable, UnknownIdGivesEmptyText) {
+  EXPECT_TRUE(MessageText(static_cast<MessageId>(1)).empty());
+}
+
+TEST(MessageTable, CauseCodesMapToTheirTextsAndReservedOtherwise) {
+  EXPECT_EQ(CauseText(6), "The variable has been deleted because it has no variance.");
+  EXPECT_EQ(CauseText(22), "DontTranslate!!scTMPLS_Fewer_XVars, ");
+  EXPECT_EQ(CauseText(41), "DontTranslate!!scBMPLS_zero_YVariance");
+  for (int code : {0, 7, 11, 42, -1, 1000}) EXPECT_EQ(CauseText(code), "Reserved") << code;
+  // Every code from 22 to 41 is a key with a trailing ", " except the last.
+  for (int code = 22; code <= 40; ++code) {
+    const auto text = CauseText(code);
+    EXPECT_EQ(text.substr(0, 17), "DontTranslate!!sc") << code;
+    EXPECT_EQ(text.substr(text.size() - 2), ", ") << code;
+  }
+}
+
+TEST(MessageFormat, PrintfConversionsAndVerbatimTextsWithoutArguments) {
+  EXPECT_EQ(FormatMessage(MessageId::kTooManyTrainingCases, 5000),
+            "Too many training cases selected. The maximum number of training cases is 5000.");
+  EXPECT_EQ(
+      FormatMessage(MessageId::kVariableTooLowPercentValidCases, 12.345, std::string("x1"), 20.0),
+      "The percentage of valid cases (12.35%) for variable x1 is fewer than the required "
+      "minimum percentage of valid cases (20.00%). The analysis stops.");
+  // "(%)" must come out as written when the text takes no argument.
+  EXPECT_EQ(
+      FormatMessage(MessageId::kMinPercentValidCasesTooLow),
+      "Minimum percentage of valid cases per variable (%) must be greater than or equal to 20.");
+}
+
+}  // namespace
+}  // namespace mspc
