@@ -216,6 +216,19 @@ constexpr Entry kTable[] = {
     {2602,
      "The data have been read, screened and scaled. Fitting this kind of model is not "
      "available in this build."},
+
+    {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
+    {8001, "%s:%d: %s has no property \"%s\"."},
+    {8002, "%s:%d: %s.%s takes a %s."},
+    {8003, "%s:%d: %s has no command \"%s\"."},
+    {8004, "%s:%d: %s.%s: %s"},
+    {8005, "%s:%d: %s.%s cannot be set."},
+    {8006, "%s:%d: the analysis ended before the script entry for %s."},
+    {8007, "%s:%d: %s.%s comes after a command that closed the dialog."},
+    {8010, "%s"},
+    {8011, "%s"},
+    {8012, "Could not write %s: %s"},
+    {8013, "The analysis was cancelled by the user; the components accepted so far are kept."},
 };
 
 // Sorted copy for lookup by id; the table above stays in reading order.

@@ -94,6 +94,20 @@ enum class MessageId : int {
   kExceptionInAnalysisMethod = 2600,
   kUnexpectedErrorInAnalysisMethod = 2601,
   kFittingNotAvailable = 2602,
+
+  // The command-line host's own messages.
+  kScriptWrongDialog = 8000,
+  kScriptUnknownProperty = 8001,
+  kScriptWrongType = 8002,
+  kScriptUnknownCommand = 8003,
+  kScriptValueRefused = 8004,
+  kScriptReadOnlyProperty = 8005,
+  kScriptEntryAfterEnd = 8006,
+  kScriptCommandAfterExit = 8007,
+  kDataFileUnreadable = 8010,
+  kScriptUnreadable = 8011,
+  kOutputNotWritten = 8012,
+  kCancelledByUser = 8013,
 };
 
 /// The text of a resource id, or an empty view for an id the table does not hold.

@@ -1,0 +1,289 @@
+#include "platform/script_runner.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "host/errors.hpp"
+
+namespace mspc::platform {
+namespace {
+
+using ::testing::HasSubstr;
+
+struct ShownMessage {
+  MessageKind kind;
+  MessageId id;
+  std::string text;
+};
+
+class MessageLog : public MessageOutput {
+ public:
+  void Show(MessageKind kind, MessageId id, const std::string& text) override {
+    shown.push_back({kind, id, text});
+  }
+  std::vector<ShownMessage> shown;
+};
+
+// A dialog with one property of each common type and commands that exit, refuse or throw.
+class FakeTwin : public AutomationObject {
+ public:
+  explicit FakeTwin(StepMachinery& steps) : steps_(steps) {}
+  std::string TwinName() const override { return "FakeStartup"; }
+  std::vector<AutomationProperty> Properties() override {
+    return {
+        {"Count",
+         ValueType::kInt,
+         [this] { return AutomationValue(count); },
+         [this](const AutomationValue& v) { count = std::get<std::int64_t>(v); }},
+        {"Level",
+         ValueType::kDouble,
+         [this] { return AutomationValue(level); },
+         [this](const AutomationValue& v) { level = std::get<double>(v); }},
+        {"Name",
+         ValueType::kString,
+         [this] { return AutomationValue(name); },
+         [this](const AutomationValue& v) {
+           if (std::get<std::string>(v) == "bad") throw AutomationError("no variable \"bad\"");
+           name = std::get<std::string>(v);
+         }},
+        {"Rows",
+         ValueType::kStringList,
+         [] { return AutomationValue(std::vector<std::string>{}); },
+         nullptr},
+    };
+  }
+  std::vector<AutomationCommand> Commands() override {
+    return {
+        {"OK",
+         [this] {
+           steps_.ExitDialog(0, kDirectionForward, 0);
+           return true;
+         }},
+        {"Refuse", [] { return false; }},
+        {"Stop", []() -> bool { throw AnalysisStop(MessageId::kTooFewTrainingCases, "stopped"); }},
+        {"Throw", []() -> bool { throw std::runtime_error("boom"); }},
+        {"Cancel", []() -> bool { throw UserAbort(); }},
+        {"Twice",
+         [this] {
+           count *= 2;
+           return true;
+         }},
+    };
+  }
+
+  std::int64_t count = 1;
+  double level = 0.5;
+  std::string name = "start";
+
+ private:
+  StepMachinery& steps_;
+};
+
+class FakeDialog : public AnalysisDialog {
+ public:
+  explicit FakeDialog(FakeTwin* twin) : twin_(twin) {}
+  AutomationObject& Automation() override { return *twin_; }
+
+ private:
+  FakeTwin* twin_;
+};
+
+class ScriptRunnerTest : public ::testing::Test {
+ protected:
+  ScriptRunnerTest() : twin_(machinery_) {
+    services_.steps = &machinery_;
+    services_.messages = &messages_;
+    machinery_.SetSequenceTable({
+        {100, [] { return 1; }, 101},
+        {101,
+         [this] {
+           machinery_.OpenDialog(std::make_unique<FakeDialog>(&twin_));
+           return -1;
+         },
+         0},
+    });
+  }
+
+  RunStatus RunText(const std::string& text, Script* recorded = nullptr) {
+    ScriptParseResult parsed = ParseScript(text, "test.json");
+    EXPECT_TRUE(parsed.script.has_value()) << parsed.error;
+    ScriptRunner runner(services_, machinery_, "test.json");
+    return runner.Run(*parsed.script, recorded);
+  }
+
+  ScriptStepMachinery machinery_;
+  MessageLog messages_;
+  HostServices services_;
+  FakeTwin twin_;
+};
+
+TEST_F(ScriptRunnerTest, AppliesPropertiesRunsCommandsAndFollowsExit) {
+  EXPECT_EQ(RunText(R"({"steps": [{"dialog": "FakeStartup",
+      "set": {"Count": 3, "Level": 2, "Name": "x1"}, "do": ["Twice", "OK"]}]})"),
+            RunStatus::kCompleted);
+  EXPECT_EQ(twin_.count, 6);
+  EXPECT_DOUBLE_EQ(twin_.level, 2.0);
+  EXPECT_EQ(twin_.name, "x1");
+  EXPECT_TRUE(messages_.shown.empty());
+}
+
+TEST_F(ScriptRunnerTest, RefusalsNameTheEntryAndItsLine) {
+  struct Case {
+    const char* script;
+    MessageId id;
+    const char* fragment;
+  };
+  const Case cases[] = {
+      {"{\"steps\": [\n{\"dialog\": \"Other\"}]}", MessageId::kScriptWrongDialog, "test.json:2:"},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"set\": {\"Cuont\": 1}}]}",
+       MessageId::kScriptUnknownProperty,
+       "\"Cuont\""},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"set\": {\"Count\": 1.5}}]}",
+       MessageId::kScriptWrongType,
+       "FakeStartup.Count takes a integer"},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"set\": {\"Count\": \"3\"}}]}",
+       MessageId::kScriptWrongType,
+       "Count"},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"set\": {\"Rows\": []}}]}",
+       MessageId::kScriptReadOnlyProperty,
+       "Rows"},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"do\": [\"Launch\"]}]}",
+       MessageId::kScriptUnknownCommand,
+       "\"Launch\""},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"do\": [\"OK\", \"Twice\"]}]}",
+       MessageId::kScriptCommandAfterExit,
+       "Twice"},
+      {"{\"steps\": [{\"dialog\": \"FakeStartup\", \"do\": [\"OK\"]}, {\"dialog\": \"Next\"}]}",
+       MessageId::kScriptEntryAfterEnd,
+       "Next"},
+  };
+  for (const Case& test : cases) {
+    messages_.shown.clear();
+    machinery_.CloseDialog();
+    EXPECT_EQ(RunText(test.script), RunStatus::kStopped) << test.script;
+    ASSERT_EQ(messages_.shown.size(), 1u) << test.script;
+    EXPECT_EQ(messages_.shown[0].id, test.id) << test.script;
+    EXPECT_EQ(messages_.shown[0].kind, MessageKind::kStop);
+    EXPECT_THAT(messages_.shown[0].text, HasSubstr(test.fragment));
+  }
+}
+
+TEST_F(ScriptRunnerTest, ARefusedValueLeavesEveryPropertyAsItWas) {
+  EXPECT_EQ(RunText(R"({"steps": [{"dialog": "FakeStartup",
+      "set": {"Count": 7, "Level": 9.5, "Name": "bad"}}]})"),
+            RunStatus::kStopped);
+  EXPECT_EQ(twin_.count, 1);
+  EXPECT_DOUBLE_EQ(twin_.level, 0.5);
+  EXPECT_EQ(twin_.name, "start");
+  ASSERT_EQ(messages_.shown.size(), 1u);
+  EXPECT_THAT(messages_.shown[0].text, HasSubstr("no variable \"bad\""));
+}
+
+TEST_F(ScriptRunnerTest, CommandFailuresBecomeMessagesNotCrashes) {
+  struct Case {
+    const char* command;
+    RunStatus status;
+    std::size_t messages;
+    const char* fragment;
+  };
+  const Case cases[] = {
+      {"Refuse", RunStatus::kStopped, 0, ""},
+      {"Stop", RunStatus::kStopped, 1, "stopped"},
+      {"Throw", RunStatus::kStopped, 1, "Exception in analysis method: boom"},
+      {"Cancel", RunStatus::kCancelled, 1, "cancelled by the user"},
+  };
+  for (const Case& test : cases) {
+    messages_.shown.clear();
+    machinery_.CloseDialog();
+    const std::string script =
+        std::string("{\"steps\": [{\"dialog\": \"FakeStartup\", \"do\": [\"") + test.command +
+        "\"]}]}";
+    EXPECT_EQ(RunText(script), test.status) << test.command;
+    ASSERT_EQ(messages_.shown.size(), test.messages) << test.command;
+    if (test.messages > 0) {
+      EXPECT_THAT(messages_.shown[0].text, HasSubstr(test.fragment));
+    }
+  }
+}
+
+TEST_F(ScriptRunnerTest, RecordingWritesEverySettablePropertyAfterTheCommands) {
+  Script recorded;
+  EXPECT_EQ(RunText(R"({"steps": [{"dialog": "FakeStartup", "set": {"Count": 4},
+      "do": ["Twice", "OK"]}]})",
+                    &recorded),
+            RunStatus::kCompleted);
+  ASSERT_EQ(recorded.steps.size(), 1u);
+  const ScriptEntry& entry = recorded.steps[0];
+  EXPECT_EQ(entry.dialog, "FakeStartup");
+  EXPECT_EQ(entry.commands, (std::vector<std::string>{"Twice", "OK"}));
+  ASSERT_EQ(entry.set.size(), 3u);  // "Rows" cannot be set, so it is not recorded
+  EXPECT_EQ(entry.set[0].first, "Count");
+  EXPECT_EQ(entry.set[0].second, 8);
+
+  // The recorded script replays to the same state.
+  machinery_.CloseDialog();
+  twin_.count = 1;
+  const std::string text = ScriptToText(recorded);
+  EXPECT_EQ(RunText(text), RunStatus::kCompleted);
+  EXPECT_EQ(twin_.count, 16);  // set to 8, then doubled again
+}
+
+TEST(ScriptParse, MalformedScriptsAreRefusedWithTheirLine) {
+  struct Case {
+    const char* text;
+    const char* fragment;
+  };
+  const Case cases[] = {
+      {"{\n\"steps\": [\n{\"dialog\": }\n]}", "x.json:3: the script is not valid JSON"},
+      {"[1, 2]", "must be a JSON object"},
+      {"{\"stepz\": []}", "unknown script key \"stepz\""},
+      {"{}", "needs a \"steps\" list"},
+      {"{\"steps\": [{\"set\": {}}]}", "steps[0] must be an object with a \"dialog\" name"},
+      {"{\"steps\": [\n\n{\"dialog\": \"A\", \"do\": \"OK\"}]}", "x.json:3: steps[0] (A)"},
+      {"{\"analysis\": \"partial\", \"steps\": []}", "\"full\" or \"simple\""},
+      {"{\"select\": {\"variable\": \"P\"}, \"steps\": []}", "\"select\" must be"},
+      {"{\"select\": {\"variable\": \"P\", \"in\": []}, \"steps\": []}", "non-empty list"},
+      {"{\"categorical\": \"x\", \"steps\": []}", "list of variable names"},
+  };
+  for (const Case& test : cases) {
+    const ScriptParseResult parsed = ParseScript(test.text, "x.json");
+    EXPECT_FALSE(parsed.script.has_value()) << test.text;
+    EXPECT_THAT(parsed.error, HasSubstr(test.fragment)) << test.text;
+  }
+}
+
+TEST(ScriptParse, KeepsTheOrderOfPropertiesAndTheTopLevelKeys) {
+  const ScriptParseResult parsed = ParseScript(
+      R"({"data": "d.csv", "select": {"variable": "Phase", "notIn": [1, "B"]},
+          "weight": "W", "categorical": ["c"],
+          "steps": [{"dialog": "A", "set": {"Zeta": 1, "Alpha": 2}, "do": ["OK"]}]})",
+      "x.json");
+  ASSERT_TRUE(parsed.script.has_value()) << parsed.error;
+  const Script& script = *parsed.script;
+  EXPECT_EQ(script.data, "d.csv");
+  ASSERT_TRUE(script.select.has_value());
+  EXPECT_TRUE(script.select->exclude);
+  EXPECT_EQ(script.select->values.size(), 2u);
+  EXPECT_EQ(script.weight, "W");
+  ASSERT_EQ(script.steps[0].set.size(), 2u);
+  EXPECT_EQ(script.steps[0].set[0].first, "Zeta");
+  EXPECT_EQ(script.steps[0].set[1].first, "Alpha");
+}
+
+TEST(ScriptValues, ConversionAcceptsOnlyTheDeclaredType) {
+  using json = nlohmann::ordered_json;
+  EXPECT_TRUE(ConvertScriptValue(json(3), ValueType::kDouble).has_value());
+  EXPECT_FALSE(ConvertScriptValue(json(3.5), ValueType::kInt).has_value());
+  EXPECT_FALSE(ConvertScriptValue(json(1), ValueType::kBool).has_value());
+  EXPECT_FALSE(ConvertScriptValue(json::array({"a", 1}), ValueType::kStringList).has_value());
+  EXPECT_FALSE(ConvertScriptValue(json({{"x", "2"}}), ValueType::kNumberMap).has_value());
+  const auto scales = ConvertScriptValue(json({{"x", 2.5}}), ValueType::kNumberMap);
+  ASSERT_TRUE(scales.has_value());
+  EXPECT_DOUBLE_EQ((std::get<std::map<std::string, double>>(*scales).at("x")), 2.5);
+  EXPECT_EQ(ScriptValueOf(AutomationValue(std::numeric_limits<double>::quiet_NaN())), json());
+}
+
+}  // namespace
+}  // namespace mspc::platform
