@@ -153,6 +153,12 @@ constexpr Entry kTable[] = {
     {2307,
      "Number of variables and/or categories exceeded. Check number of variables and/or "
      "categories per variable that is included in analysis. "},
+    {2310, "Variable %s is not in the data table."},
+    {2311, "No data table is open. Open a data file and try again."},
+    {2312, "No user-defined standard deviation is given for variable %s."},
+    {2313,
+     "The user-defined standard deviation of variable %s must be a finite number greater than "
+     "zero."},
 
     {2400, "The maximum data size in MB is inappropriate and will be set to the default value 80."},
     {2401,

@@ -56,6 +56,10 @@ enum class MessageId : int {
   kTooFewTrainingCases = 2305,
   kNonIntegerCategoryCodes = 2306,
   kTooManyVariablesOrCategories = 2307,
+  kVariableNotInTable = 2310,
+  kNoDataTable = 2311,
+  kUserScaleMissing = 2312,
+  kUserScaleInvalid = 2313,
 
   // Options.
   kMemoryLimitInappropriate = 2400,
