@@ -243,6 +243,9 @@ struct ColumnBuilder {
       }
     }
     if (!labels.empty()) {
+      // Codes of text categories are this reader's own numbering, which a numeric missing-data
+      // code must not be compared with.
+      column.missing_code.reset();
       column.categorical = true;
       for (std::size_t i = 0; i < labels.size(); ++i) {
         column.categories.push_back({static_cast<double>(i + 1), std::move(labels[i])});

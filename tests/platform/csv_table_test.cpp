@@ -64,10 +64,12 @@ TEST(CsvTable, TextColumnsAndDeclaredColumnsAreCategorical) {
   options.categorical = {"p"};
   EXPECT_EQ(Dump("g,p,e\nB,2,\nA,1,\nB,2.0,NA\n,3,\nC,2,\n", options),
             "g{1=B,2=A,3=C,}: 1 2 1 . 3; p{1=1,2=2,3=3,}: 2 1 2 3 2; e: . . . . .");
-  const auto result = CsvTable::Parse("data.csv", "g\nB\nA\n", {});
+  // A text column's codes are its own: a missing-data code does not apply to them.
+  const auto result = CsvTable::Parse("data.csv", "g\nB\nA\n", {{{"g", 2}}, {}, {}, {}, {}});
   ASSERT_TRUE(result.table);
   EXPECT_EQ(result.table->CodeText(0, 2), "A");
   EXPECT_EQ(result.table->CodeText(0, 3), "");
+  EXPECT_FALSE(result.table->MissingDataCode(0));
 }
 
 TEST(CsvTable, BadInputIsRefusedWithFileLineAndColumn) {
