@@ -223,6 +223,7 @@ constexpr Entry kTable[] = {
      "The data have been read, screened and scaled. Fitting this kind of model is not "
      "available in this build."},
 
+<<<<<<< HEAD
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},
     {8002, "%s:%d: %s.%s takes a %s."},
@@ -235,6 +236,34 @@ constexpr Entry kTable[] = {
     {8011, "%s"},
     {8012, "Could not write %s: %s"},
     {8013, "The analysis was cancelled by the user; the components accepted so far are kept."},
+=======
+    {8100, "%s: cannot open the file (%s)."},
+    {8101, "%s: cannot read the file (%s)."},
+    {8102, "%s: the file is larger than %d MB."},
+    {8103, "%s: cannot create a temporary file beside it (%s)."},
+    {8104, "%s: cannot write the file (%s)."},
+    {8105, "%s: cannot move the finished file into place (%s)."},
+    {8106, "%s: cannot create the folder (%s)."},
+    {8107, "\"%s\" is not a plain file name; documents are written into the output folder."},
+    {8110, "%s: the file is empty; its first line must name the variables."},
+    {8111, "%s: the file is UTF-16 encoded; save it as UTF-8."},
+    {8112, "%s:%d: column %d has no name."},
+    {8113, "%s:%d: column \"%s\" (%d): the name is used by column %d as well."},
+    {8114, "%s:%d: the row has %d fields; the header has %d."},
+    {8115, "%s:%d: a quoted field is not closed."},
+    {8116, "%s:%d: column %d: text follows the closing quote of the field."},
+    {8117, "%s:%d: column \"%s\" (%d): \"%s\" is not a number"},
+    {8120, "%s: the case-selection variable \"%s\" is not in the table."},
+    {8121, "%s: \"%s\" is not a value of the case-selection variable \"%s\"."},
+    {8122, "%s: the case-weight variable \"%s\" is not in the table."},
+    {8123, "%s: the case-weight variable \"%s\" is categorical; weights must be numbers."},
+    {8124, "%s: the case-name variable \"%s\" is not in the table."},
+    {8125, "%s: the variable \"%s\" declared categorical is not in the table."},
+    {8126, "%s: the variable \"%s\" given a missing-data code is not in the table."},
+    {8130, "The document has a document type declaration, which is not allowed."},
+    {8131, "The document nests its elements deeper than %d levels."},
+    {8132, "XML parse error at offset %d: %s."},
+>>>>>>> h-platform
 };
 
 // Sorted copy for lookup by id; the table above stays in reading order.

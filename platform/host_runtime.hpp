@@ -1,0 +1,36 @@
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/script.hpp"
+#include "platform/script_runner.hpp"
+
+namespace mspc::platform {
+
+/// Which files a run writes besides the messages.
+struct OutputFormats {
+  bool json = true;
+};
+
+/// One run of the analysis: a script (from a file or built by a command), where its data and
+/// outputs are, and whether it is an automation run.
+struct RunRequest {
+  std::string script_path;        // the script file; empty when `script` is given
+  std::optional<Script> script;   // a script built by a command (fit, demo)
+  std::string data_override;      // replaces the script's data file when not empty
+  std::string out_dir = "out";
+  std::string record_path;        // write the run's script here when not empty
+  OutputFormats formats;
+  bool automation = true;         // run by script: informative notes are not shown
+  bool progress_on_terminal = false;
+};
+
+/// Load the script and the data table, run the analysis through its steps, and write the
+/// outputs (reports, messages, recorded script). Messages go to `err` as well. Returns the run
+/// status; the outputs are written whatever the status.
+RunStatus RunAnalysis(const RunRequest& request, std::ostream& err);
+
+}  // namespace mspc::platform
