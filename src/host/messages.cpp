@@ -223,7 +223,6 @@ constexpr Entry kTable[] = {
      "The data have been read, screened and scaled. Fitting this kind of model is not "
      "available in this build."},
 
-<<<<<<< HEAD
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},
     {8002, "%s:%d: %s.%s takes a %s."},
@@ -236,7 +235,6 @@ constexpr Entry kTable[] = {
     {8011, "%s"},
     {8012, "Could not write %s: %s"},
     {8013, "The analysis was cancelled by the user; the components accepted so far are kept."},
-=======
     {8100, "%s: cannot open the file (%s)."},
     {8101, "%s: cannot read the file (%s)."},
     {8102, "%s: the file is larger than %d MB."},
@@ -263,7 +261,6 @@ constexpr Entry kTable[] = {
     {8130, "The document has a document type declaration, which is not allowed."},
     {8131, "The document nests its elements deeper than %d levels."},
     {8132, "XML parse error at offset %d: %s."},
->>>>>>> h-platform
 };
 
 // Sorted copy for lookup by id; the table above stays in reading order.
