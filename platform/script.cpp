@@ -98,15 +98,21 @@ ScriptParseResult ParseScript(const std::string& text, const std::string& source
     }
     CaseSelection selection;
     selection.variable = select["variable"].get<std::string>();
-    selection.exclude = select.contains("notIn");
-    const json& values = selection.exclude ? select["notIn"] : select["in"];
+    selection.mode = select.contains("notIn") ? SelectionMode::kNotIn : SelectionMode::kIn;
+    const json& values = select.contains("notIn") ? select["notIn"] : select["in"];
     if (!values.is_array() || values.empty() ||
         !std::all_of(values.begin(), values.end(), [](const json& item) {
           return item.is_number() || item.is_string();
         })) {
       return fail(1, "the values of \"select\" must be a non-empty list of codes or labels");
     }
-    selection.values.assign(values.begin(), values.end());
+    for (const json& value : values) {
+      if (value.is_string()) {
+        selection.values.emplace_back(value.get<std::string>());
+      } else {
+        selection.values.emplace_back(value.get<double>());
+      }
+    }
     script.select = std::move(selection);
   }
 
@@ -157,8 +163,13 @@ std::string ScriptToText(const Script& script) {
   if (!script.data.empty()) document["data"] = script.data;
   document["analysis"] = script.analysis;
   if (script.select) {
+    json values = json::array();
+    for (const SelectionValue& value : script.select->values) {
+      std::visit([&values](const auto& item) { values.push_back(item); }, value);
+    }
+    const bool exclude = script.select->mode == SelectionMode::kNotIn;
     document["select"] = {{"variable", script.select->variable},
-                          {script.select->exclude ? "notIn" : "in", script.select->values}};
+                          {exclude ? "notIn" : "in", values}};
   }
   if (!script.weight.empty()) document["weight"] = script.weight;
   if (!script.categorical.empty()) document["categorical"] = script.categorical;

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/column_table.hpp"
+
 namespace mspc::platform {
 
 /// One entry of an automation script: the dialog it drives, the properties it sets (in the
@@ -15,13 +17,6 @@ struct ScriptEntry {
   std::vector<std::pair<std::string, nlohmann::ordered_json>> set;
   std::vector<std::string> commands;
   int line = 0;
-};
-
-/// The script's case-selection condition: cases whose `variable` is (or is not) in `values`.
-struct CaseSelection {
-  std::string variable;
-  std::vector<nlohmann::ordered_json> values;  // codes (numbers) or text labels (strings)
-  bool exclude = false;                        // "notIn"
 };
 
 /// An automation script: the data it runs on and the dialogs it drives.

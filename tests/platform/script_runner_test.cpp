@@ -264,7 +264,7 @@ TEST(ScriptParse, KeepsTheOrderOfPropertiesAndTheTopLevelKeys) {
   const Script& script = *parsed.script;
   EXPECT_EQ(script.data, "d.csv");
   ASSERT_TRUE(script.select.has_value());
-  EXPECT_TRUE(script.select->exclude);
+  EXPECT_EQ(script.select->mode, SelectionMode::kNotIn);
   EXPECT_EQ(script.select->values.size(), 2u);
   EXPECT_EQ(script.weight, "W");
   ASSERT_EQ(script.steps[0].set.size(), 2u);
