@@ -77,6 +77,17 @@ AutomationProperty MakeProperty(std::string name,
   return property;
 }
 
+/// Describe a read-only property by its accessor `Twin::get_X() const`; it has no `put`, so
+/// hosts neither set it nor record it.
+template <typename Twin, typename Value>
+AutomationProperty MakeReadOnlyProperty(std::string name, Twin& twin, Value (Twin::*get)() const) {
+  AutomationProperty property;
+  property.name = std::move(name);
+  property.type = AutomationTypeOf<Value>();
+  property.get = [&twin, get] { return ToAutomationValue((twin.*get)()); };
+  return property;
+}
+
 /// Describe a command by its method `bool Twin::Name()`.
 template <typename Twin>
 AutomationCommand MakeCommand(std::string name, Twin& twin, bool (Twin::*run)()) {

@@ -33,8 +33,11 @@ std::string MSPCStartup::TwinName() const { return "MSPCStartup"; }
 std::string SimpleMSPCStartup::TwinName() const { return "SimpleMSPCStartup"; }
 
 std::vector<AutomationProperty> MSPCStartup::Properties() {
-  return {MakeProperty(
-      "SelectedKind", *this, &MSPCStartup::get_SelectedKind, &MSPCStartup::put_SelectedKind)};
+  return {
+      MakeProperty(
+          "SelectedKind", *this, &MSPCStartup::get_SelectedKind, &MSPCStartup::put_SelectedKind),
+      MakeReadOnlyProperty("Rows", *this, &MSPCStartup::get_Rows),
+  };
 }
 
 std::vector<AutomationCommand> MSPCStartup::Commands() {
@@ -53,7 +56,7 @@ bool MSPCStartup::Cancel() {
   return GuardCommand(dialog_.analysis(), [this] { return dialog_.OnCancel(); });
 }
 
-std::vector<std::string> MSPCStartup::Rows() const {
+std::vector<std::string> MSPCStartup::get_Rows() const {
   std::vector<std::string> titles;
   for (const MessageId id : dialog_.Rows()) titles.emplace_back(MessageText(id));
   return titles;

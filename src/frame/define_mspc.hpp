@@ -32,8 +32,8 @@ class MSPCStartup : public AutomationObject {
   /// End the analysis.
   bool Cancel();
 
-  /// The titles of the list's rows, in list order (read-only, so not a property).
-  std::vector<std::string> Rows() const;
+  /// The titles of the list's rows, in list order (read-only).
+  std::vector<std::string> get_Rows() const;
 
  private:
   CDefineMSPC& dialog_;
