@@ -222,6 +222,17 @@ constexpr Entry kTable[] = {
     {2602,
      "The data have been read, screened and scaled. Fitting this kind of model is not "
      "available in this build."},
+    {2603, "The property %s takes a value of type %s."},
+    {2604, "The value given to the property %s is out of the range of an integer."},
+    {2605, "The property %s names \"%s\", which is not a variable of the data table."},
+    {2606, "The property %s names the variable \"%s\" more than once."},
+    {2607, "The property %s names variables, but no data table is open."},
+    {2608,
+     "The property FactorCodes takes entries of the form \"variable: code, code, ...\"; "
+     "\"%s\" is not one."},
+    {2609,
+     "The analysis has no model of this kind. Choose the kind of analysis again in the first "
+     "dialog."},
 
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},

@@ -98,6 +98,13 @@ enum class MessageId : int {
   kExceptionInAnalysisMethod = 2600,
   kUnexpectedErrorInAnalysisMethod = 2601,
   kFittingNotAvailable = 2602,
+  kAutomationWrongType = 2603,
+  kAutomationIntegerOutOfRange = 2604,
+  kAutomationUnknownVariable = 2605,
+  kAutomationVariableTwice = 2606,
+  kAutomationNoDataTable = 2607,
+  kAutomationMalformedFactorCodes = 2608,
+  kNoModelForStartup = 2609,
 
   // The command-line host's own messages.
   kScriptWrongDialog = 8000,

@@ -1,0 +1,194 @@
+#include "frame/define_mspc.hpp"
+
+#include <gtest/gtest.h>
+
+#include <typeindex>
+#include <typeinfo>
+#include <vector>
+
+#include "batch/bmpls_model.hpp"
+#include "batch/mpca_model.hpp"
+#include "batch/mpls_model.hpp"
+#include "deploy/deployment_model.hpp"
+#include "frame/hierarchical_model.hpp"
+#include "frame/mspc.hpp"
+#include "pca/pca_model.hpp"
+#include "pls/pls_model.hpp"
+#include "support/fake_host.hpp"
+
+namespace mspc {
+namespace {
+
+struct MSPCStartupFixture {
+  explicit MSPCStartupFixture(int simple_mode = 0) : analysis(simple_mode, nullptr) {}
+  void Attach() { analysis.InitCommons(host.Services()); }
+  AutomationObject& Open() {
+    EXPECT_EQ(host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
+    return host.steps.Twin();
+  }
+  fake::FakeHost host;
+  CMSPC analysis;
+};
+
+TEST(MSPCStartupList, AFreshAnalysisSelectsPCA) {
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  AutomationObject& twin = fixture.Open();
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
+  ASSERT_TRUE(fake::Run(twin, "OK"));
+  EXPECT_EQ(typeid(*fixture.analysis.CurrentModel()), typeid(CPCAModel));
+  EXPECT_EQ(fixture.host.steps.LastExit()->next_step, 102);
+}
+
+TEST(MSPCStartupList, ReopeningSelectsTheRowChosenLast) {
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{4});
+  ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
+  AutomationObject& reopened = fixture.Open();
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(reopened, "SelectedKind")), 4);
+  // Step 101 itself gives up the model chosen before.
+  EXPECT_EQ(fixture.analysis.CurrentModel(), nullptr);
+}
+
+TEST(MSPCStartupList, RowsOfTheFullAndTheSimpleList) {
+  MSPCStartupFixture full;
+  full.Attach();
+  AutomationObject& full_twin = full.Open();
+  EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(full_twin, "Rows")),
+            (std::vector<std::string>{"MSPC Deployment",
+                                      "Principal components analysis (PCA)",
+                                      "Partial least squares (PLS)",
+                                      "Batch-wise multi-way partial least squares (BMPLS)",
+                                      "Time-wise multi-way principal components analysis (TMPCA)",
+                                      "Time-wise multi-way partial least squares (TMPLS)"}));
+  MSPCStartupFixture simple(1);
+  simple.Attach();
+  AutomationObject& simple_twin = simple.Open();
+  EXPECT_FALSE(fake::FindProperty(simple_twin, "Rows").put);
+  EXPECT_EQ(
+      std::get<std::vector<std::string>>(fake::Get(simple_twin, "Rows")),
+      (std::vector<std::string>{
+          "Deployment", "Principal components analysis (PCA)", "Partial least squares (PLS)"}));
+}
+
+struct RowCase {
+  int row;
+  bool simple;
+  std::type_index model;
+  int next_step;
+};
+
+void PrintTo(const RowCase& c, std::ostream* out) {
+  *out << (c.simple ? "simple" : "full") << " row " << c.row;
+}
+
+class MSPCStartupRow : public ::testing::TestWithParam<RowCase> {};
+
+TEST_P(MSPCStartupRow, OKMakesTheModelOfTheRowAndMovesToItsStartup) {
+  const RowCase& c = GetParam();
+  MSPCStartupFixture fixture(c.simple ? 1 : 0);
+  fixture.Attach();
+  AutomationObject& twin = fixture.Open();
+  fake::Put(twin, "SelectedKind", std::int64_t{c.row});
+  ASSERT_TRUE(fake::Run(twin, "OK"));
+  ASSERT_NE(fixture.analysis.CurrentModel(), nullptr);
+  EXPECT_EQ(std::type_index(typeid(*fixture.analysis.CurrentModel())), c.model);
+  EXPECT_EQ(fixture.analysis.SelectedKind(), c.row);
+  const auto exit = fixture.host.steps.LastExit();
+  ASSERT_TRUE(exit.has_value());
+  EXPECT_EQ(exit->next_step, c.next_step);
+  EXPECT_EQ(exit->direction, kDirectionForward);
+  EXPECT_EQ(exit->flags, 0);
+}
+
+std::vector<RowCase> RowCases() {
+  const std::type_index deploy = typeid(CDeploymentModel);
+  const std::type_index pca = typeid(CPCAModel);
+  const std::type_index pls = typeid(CPLSModel);
+  const std::type_index tmpca = typeid(CMPCAModel);
+  const std::type_index tmpls = typeid(CMPLSModel);
+  const std::type_index bmpls = typeid(CBMPLSModel);
+  const std::type_index hierarchical = typeid(CHierarchicalModel);
+  return {
+      {0, false, deploy, 120},
+      {1, false, pca, 102},
+      {2, false, pls, 111},
+      {3, false, bmpls, 117},
+      {4, false, tmpca, 105},
+      {5, false, tmpls, 114},
+      {6, false, hierarchical, 122},
+      {7, false, pca, 102},
+      {-1, false, pca, 102},
+      {0, true, deploy, 120},
+      {1, true, pca, 102},
+      {2, true, pls, 111},
+      // The simple analysis reads rows 3 to 5 in another order than the full one.
+      {3, true, tmpca, 105},
+      {4, true, tmpls, 114},
+      {5, true, bmpls, 117},
+      {6, true, hierarchical, 122},
+      {42, true, pca, 102},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(AllRows, MSPCStartupRow, ::testing::ValuesIn(RowCases()));
+
+TEST(MSPCStartupList, ChoosingAgainReplacesTheModel) {
+  const int baseline = CBaseModel::LiveModels();
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{2});
+  ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
+  // OK pressed twice on the same list: the first model is gone before the second exists.
+  fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{5});
+  ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
+  EXPECT_EQ(CBaseModel::LiveModels(), baseline + 1);
+  EXPECT_EQ(typeid(*fixture.analysis.CurrentModel()), typeid(CMPLSModel));
+}
+
+TEST(MSPCStartupList, CancelEndsTheSequence) {
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  ASSERT_TRUE(fake::Run(fixture.Open(), "Cancel"));
+  const auto exit = fixture.host.steps.LastExit();
+  ASSERT_TRUE(exit.has_value());
+  EXPECT_EQ(exit->next_step, 0);
+  EXPECT_EQ(exit->direction, kDirectionBack);
+  EXPECT_EQ(fixture.analysis.CurrentModel(), nullptr);
+}
+
+TEST(MSPCStartupList, OpeningReadsTheStandaloneResultsSetting) {
+  MSPCStartupFixture fixture;
+  fixture.host.settings.values["StandAloneResults"] = 1;
+  fixture.Attach();
+  EXPECT_EQ(fixture.analysis.StandAloneResults(), 0);
+  fixture.Open();
+  EXPECT_EQ(fixture.analysis.StandAloneResults(), 1);
+}
+
+TEST(MSPCStartupList, SelectedKindTakesOnlyIntegers) {
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  AutomationObject& twin = fixture.Open();
+  EXPECT_THROW(fake::Put(twin, "SelectedKind", std::string("PCA")), AutomationError);
+  EXPECT_THROW(fake::Put(twin, "SelectedKind", std::int64_t{1} << 40), AutomationError);
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
+}
+
+TEST(DeploymentStartup, CancelKeepsTheStandaloneChoiceAndReturnsToTheList) {
+  MSPCStartupFixture fixture;
+  fixture.Attach();
+  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{0});
+  ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
+  ASSERT_EQ(fixture.host.steps.RunStep(kStepDeployStartup), kDialogOpened);
+  AutomationObject& twin = fixture.host.steps.Twin();
+  fake::Put(twin, "StandAloneResults", true);
+  ASSERT_TRUE(fake::Run(twin, "Cancel"));
+  EXPECT_EQ(fixture.host.settings.values.at("StandAloneResults"), 1);
+  EXPECT_EQ(fixture.host.steps.LastExit()->next_step, 101);
+  EXPECT_EQ(fixture.host.steps.LastExit()->direction, kDirectionBack);
+}
+
+}  // namespace
+}  // namespace mspc

@@ -1,0 +1,451 @@
+#include "frame/startup_options.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "frame/model_startup.hpp"
+#include "frame/mspc.hpp"
+#include "support/fake_host.hpp"
+
+namespace mspc {
+namespace {
+
+// Step `count` representable doubles away from `value` (negative count steps down).
+double UlpsAway(double value, int count) {
+  const double target = count >= 0 ? std::numeric_limits<double>::infinity()
+                                   : -std::numeric_limits<double>::infinity();
+  for (int step = 0; step < std::abs(count); ++step) value = std::nextafter(value, target);
+  return value;
+}
+
+struct RangeCase {
+  std::string name;
+  StartupKind kind;
+  std::function<void(StartupOptions&)> change;
+  std::optional<MessageId> refusal;
+};
+
+void PrintTo(const RangeCase& c, std::ostream* out) { *out << c.name; }
+
+class StartupOptionRanges : public ::testing::TestWithParam<RangeCase> {};
+
+TEST_P(StartupOptionRanges, FirstBrokenRuleRefusesOK) {
+  const RangeCase& c = GetParam();
+  fake::FakeHost host;
+  CAnalysisSupport analysis;
+  analysis.InitCommons(host.Services());
+  StartupOptions options;
+  c.change(options);
+  EXPECT_EQ(options.Validate(analysis, c.kind), c.refusal);
+  // A refusal is shown by the dialog, not by the check; the check shows corrections only.
+  EXPECT_TRUE(host.messages.shown.empty());
+}
+
+const auto kPCA = StartupKind::kPCA;
+const auto kTMPLS = StartupKind::kTMPLS;
+
+std::vector<RangeCase> RangeCases() {
+  using M = MessageId;
+  return {
+      {"Defaults", kPCA, [](StartupOptions&) {}, std::nullopt},
+      {"IterationsZero",
+       kPCA,
+       [](StartupOptions& o) { o.max_iterations = 0; },
+       M::kMaxIterationsOutOfRange},
+      {"IterationsOne", kPCA, [](StartupOptions& o) { o.max_iterations = 1; }, std::nullopt},
+      {"IterationsThousand",
+       kPCA,
+       [](StartupOptions& o) { o.max_iterations = 1000; },
+       std::nullopt},
+      {"IterationsThousandAndOne",
+       kPCA,
+       [](StartupOptions& o) { o.max_iterations = 1001; },
+       M::kMaxIterationsOutOfRange},
+      {"CasesTwenty",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 20; },
+       std::nullopt},
+      {"CasesHundred",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 100; },
+       std::nullopt},
+      {"CasesFewUlpsUnderTwenty",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(20.0, -5); },
+       std::nullopt},
+      // The bound itself sits at 19.9999999; 15 units below it still pass, 16 do not.
+      {"CasesFifteenUlpsUnderTheBound",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(19.9999999, -15); },
+       std::nullopt},
+      {"CasesSixteenUlpsUnderTheBound",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(19.9999999, -16); },
+       M::kPercentValidCasesOutOfRange},
+      {"CasesFifteenUlpsOverHundred",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(100.0, 15); },
+       std::nullopt},
+      {"CasesSixteenUlpsOverHundred",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(100.0, 16); },
+       M::kPercentValidCasesOutOfRange},
+      {"Cases19.99",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 19.99; },
+       M::kPercentValidCasesOutOfRange},
+      {"Cases100.01",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 100.01; },
+       M::kPercentValidCasesOutOfRange},
+      {"CasesNotANumber",
+       kPCA,
+       [](StartupOptions& o) {
+         o.min_percent_valid_cases = std::numeric_limits<double>::quiet_NaN();
+       },
+       M::kPercentValidCasesOutOfRange},
+      {"Vars19.99",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_variables = 19.99; },
+       M::kPercentValidVarsOutOfRange},
+      {"Vars100.01",
+       kPCA,
+       [](StartupOptions& o) { o.min_percent_valid_variables = 100.01; },
+       M::kPercentValidVarsOutOfRange},
+      // The TMPLS Startup names the bound that was broken.
+      {"TMPLSCases19.99",
+       kTMPLS,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 19.99; },
+       M::kMinPercentValidCasesTooLow},
+      {"TMPLSCases100.01",
+       kTMPLS,
+       [](StartupOptions& o) { o.min_percent_valid_cases = 100.01; },
+       M::kMinPercentValidCasesTooHigh},
+      {"TMPLSVars19.99",
+       kTMPLS,
+       [](StartupOptions& o) { o.min_percent_valid_variables = 19.99; },
+       M::kMinPercentValidVarsTooLow},
+      {"TMPLSVars100.01",
+       kTMPLS,
+       [](StartupOptions& o) { o.min_percent_valid_variables = 100.01; },
+       M::kMinPercentValidVarsTooHigh},
+      {"ConvergenceZeroAndOne",
+       kPCA,
+       [](StartupOptions& o) { o.convergence_criterion = 1.0; },
+       std::nullopt},
+      {"ConvergenceNegative",
+       kPCA,
+       [](StartupOptions& o) { o.convergence_criterion = -0.001; },
+       M::kConvergenceCriterionOutOfRange},
+      {"ConvergenceAboveOne",
+       kPCA,
+       [](StartupOptions& o) { o.convergence_criterion = 1.5; },
+       M::kConvergenceCriterionOutOfRange},
+      {"FoldsOneWithVFold", kPCA, [](StartupOptions& o) { o.num_folds = 1; }, M::kFoldsBelowTwo},
+      {"FoldsOneWithQuickVFold",
+       kPCA,
+       [](StartupOptions& o) {
+         o.num_folds = 1;
+         o.cross_validation = CrossValidationMethod::VFoldCrossValidationQuick;
+       },
+       M::kFoldsBelowTwo},
+      {"FoldsOneWithKrzanowski",
+       kPCA,
+       [](StartupOptions& o) {
+         o.num_folds = 1;
+         o.cross_validation = CrossValidationMethod::KrzanowskiCrossValidation;
+       },
+       std::nullopt},
+      {"FoldsOneWithCrossValidationOff",
+       kPCA,
+       [](StartupOptions& o) {
+         o.num_folds = 1;
+         o.cross_validation = CrossValidationMethod::CrossValidationOff;
+       },
+       std::nullopt},
+      {"FoldsTwo", kPCA, [](StartupOptions& o) { o.num_folds = 2; }, std::nullopt},
+      // Rules are checked in reading order: percentages, iterations, convergence, folds.
+      {"PercentBeforeIterations",
+       kTMPLS,
+       [](StartupOptions& o) {
+         o.max_iterations = 0;
+         o.min_percent_valid_variables = 5;
+       },
+       M::kMinPercentValidVarsTooLow},
+      {"CasesBeforeVariables",
+       kTMPLS,
+       [](StartupOptions& o) {
+         o.min_percent_valid_cases = 101;
+         o.min_percent_valid_variables = 5;
+       },
+       M::kMinPercentValidCasesTooHigh},
+      {"IterationsBeforeConvergence",
+       kPCA,
+       [](StartupOptions& o) {
+         o.max_iterations = 0;
+         o.convergence_criterion = 2;
+       },
+       M::kMaxIterationsOutOfRange},
+      {"ConvergenceBeforeFolds",
+       kPCA,
+       [](StartupOptions& o) {
+         o.num_folds = 0;
+         o.convergence_criterion = 2;
+       },
+       M::kConvergenceCriterionOutOfRange},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Table,
+                         StartupOptionRanges,
+                         ::testing::ValuesIn(RangeCases()),
+                         [](const ::testing::TestParamInfo<RangeCase>& case_info) {
+                           std::string name = case_info.param.name;
+                           for (char& c : name) {
+                             if (c == '.') c = '_';
+                           }
+                           return name;
+                         });
+
+struct CorrectionCase {
+  std::string name;
+  bool blocks;  // the number of blocks rather than the memory limit
+  int entered;
+  int corrected;
+  std::optional<MessageId> note;
+};
+
+void PrintTo(const CorrectionCase& c, std::ostream* out) { *out << c.name; }
+
+class StartupOptionCorrections : public ::testing::TestWithParam<CorrectionCase> {};
+
+TEST_P(StartupOptionCorrections, CorrectWithANoteAndNeverRefuse) {
+  const CorrectionCase& c = GetParam();
+  fake::FakeHost host;
+  CAnalysisSupport analysis;
+  // Corrections are shown even under automation.
+  analysis.InitCommons(host.Services(/*automation=*/true));
+  StartupOptions options;
+  options.use_variable_blocks = c.blocks;
+  std::int16_t& field = c.blocks ? options.max_variable_blocks : options.memory_limit_mb;
+  field = static_cast<std::int16_t>(c.entered);
+  EXPECT_EQ(options.Validate(analysis, StartupKind::kPCA), std::nullopt);
+  EXPECT_EQ(field, c.corrected);
+  if (c.note) {
+    ASSERT_EQ(host.messages.shown.size(), 1U);
+    EXPECT_EQ(host.messages.shown[0].id, *c.note);
+    EXPECT_EQ(host.messages.shown[0].kind, MessageKind::kNote);
+  } else {
+    EXPECT_TRUE(host.messages.shown.empty());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table,
+    StartupOptionCorrections,
+    ::testing::Values(
+        CorrectionCase{"MemoryNegative", false, -1, 80, MessageId::kMemoryLimitInappropriate},
+        CorrectionCase{"Memory32001", false, 32001, 32000, MessageId::kMemoryLimitTooBig},
+        CorrectionCase{"Memory3", false, 3, 4, MessageId::kMemoryLimitTooSmall},
+        CorrectionCase{"Memory0", false, 0, 4, MessageId::kMemoryLimitTooSmall},
+        CorrectionCase{"Memory4", false, 4, 4, std::nullopt},
+        CorrectionCase{"Memory32000", false, 32000, 32000, std::nullopt},
+        CorrectionCase{"BlocksNegative", true, -3, 8, MessageId::kBlocksInappropriate},
+        CorrectionCase{"Blocks1", true, 1, 2, MessageId::kBlocksTooSmall},
+        CorrectionCase{"Blocks101", true, 101, 100, MessageId::kBlocksTooBig},
+        CorrectionCase{"Blocks2", true, 2, 2, std::nullopt},
+        CorrectionCase{"Blocks100", true, 100, 100, std::nullopt}),
+    [](const ::testing::TestParamInfo<CorrectionCase>& case_info) { return case_info.param.name; });
+
+TEST(StartupOptionCorrections, NoCorrectionWhenTheOptionIsOff) {
+  fake::FakeHost host;
+  CAnalysisSupport analysis;
+  analysis.InitCommons(host.Services());
+  StartupOptions options;
+  options.apply_memory_limit = false;
+  options.memory_limit_mb = 3;
+  options.max_variable_blocks = 1;
+  EXPECT_EQ(options.Validate(analysis, StartupKind::kPCA), std::nullopt);
+  EXPECT_EQ(options.memory_limit_mb, 3);
+  EXPECT_EQ(options.max_variable_blocks, 1);
+  EXPECT_TRUE(host.messages.shown.empty());
+}
+
+// A PCA Startup opened over a PCA model, driven through its twin as a script drives it.
+struct PCAStartupFixture {
+  explicit PCAStartupFixture(int row = 1, bool automation = false) : analysis(0, nullptr) {
+    analysis.InitCommons(host.Services(automation));
+    host.steps.RunStep(kStepMSPCStartup);
+    fake::Put(host.steps.Twin(), "SelectedKind", std::int64_t{row});
+    fake::Run(host.steps.Twin(), "OK");
+    const int startup_step = host.steps.LastExit()->next_step;
+    EXPECT_EQ(host.steps.RunStep(startup_step), kDialogOpened);
+    exits_before = host.steps.exits.size();
+  }
+  AutomationObject& twin() { return host.steps.Twin(); }
+  bool Exited() const { return host.steps.exits.size() > exits_before; }
+
+  fake::FakeHost host;
+  CMSPC analysis;
+  std::size_t exits_before = 0;
+};
+
+TEST(StartupTwin, MemoryLimitIsSixteenBitsAndItsCorrectionIsWrittenBack) {
+  PCAStartupFixture fixture(1, /*automation=*/true);
+  fake::Put(fixture.twin(), "MemoryLimitInMB", std::int64_t{40000});
+  // 40000 does not fit 16 bits and reads back negative until OK.
+  EXPECT_LT(std::get<std::int64_t>(fake::Get(fixture.twin(), "MemoryLimitInMB")), 0);
+  fake::Run(fixture.twin(), "OK");
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.twin(), "MemoryLimitInMB")), 80);
+  EXPECT_EQ(fixture.host.messages.Count(MessageId::kMemoryLimitInappropriate), 1);
+}
+
+TEST(StartupTwin, ARefusalShowsItsMessageAndKeepsTheDialogOpen) {
+  PCAStartupFixture fixture;
+  fake::Put(fixture.twin(), "NumberOfCrossValidationFolds", std::int64_t{1});
+  EXPECT_FALSE(fake::Run(fixture.twin(), "OK"));
+  ASSERT_EQ(fixture.host.messages.shown.size(), 1U);
+  EXPECT_EQ(fixture.host.messages.shown[0].id, MessageId::kFoldsBelowTwo);
+  EXPECT_EQ(fixture.host.messages.shown[0].kind, MessageKind::kStop);
+  EXPECT_FALSE(fixture.Exited());
+  // Nothing reached the model.
+  EXPECT_EQ(fixture.analysis.CurrentModel()->startup_options().num_folds, 7);
+}
+
+TEST(StartupTwin, OKStoresTheOptionsInTheModelBeforeItRuns) {
+  PCAStartupFixture fixture;
+  AutomationObject& twin = fixture.twin();
+  fake::Put(twin, "Variables", std::vector<std::string>{"x1", "x3"});
+  fake::Put(twin, "FixedNumberOfComponents", true);
+  fake::Put(twin, "NumberOfComponents", std::int64_t{3});
+  fake::Put(twin, "KrzanowskiCrossValidation", true);
+  fake::Put(twin, "MaxIterations", std::int64_t{200});
+  fake::Put(twin, "EpsilonOfConvergence", std::int64_t{0});
+  fake::Put(twin, "AutoRemoveCases", true);
+  // No fit exists for this kind yet: the model refuses to run and the dialog stays.
+  EXPECT_FALSE(fake::Run(twin, "OK"));
+  EXPECT_EQ(fixture.host.messages.Count(MessageId::kFittingNotAvailable), 1);
+  EXPECT_FALSE(fixture.Exited());
+
+  const auto& model = dynamic_cast<const CMultivariate&>(*fixture.analysis.CurrentModel());
+  EXPECT_EQ(model.startup_options().variables, (std::vector<std::string>{"x1", "x3"}));
+  EXPECT_EQ(model.fit_options().component_mode, ComponentMode::FixedNumberOfComponents);
+  EXPECT_EQ(static_cast<int>(model.fit_options().component_mode), 1);
+  EXPECT_EQ(model.fit_options().max_components, 3);
+  EXPECT_EQ(model.fit_options().cross_validation_method, 2);
+  EXPECT_EQ(model.fit_options().max_iterations, 200);
+  EXPECT_EQ(model.fit_options().convergence_criterion, 0.0);
+  EXPECT_EQ(model.data_reader()->AutoRemoveCases, 1);
+  EXPECT_EQ(model.data_reader()->AutoRemoveVariables, 0);
+
+  // The Startup opened again shows what the model holds.
+  ASSERT_EQ(fixture.host.steps.RunStep(kStepPCAStartup), kDialogOpened);
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.twin(), "NumberOfComponents")), 3);
+}
+
+TEST(StartupTwin, CancelReturnsToTheListAndKeepsTheModel) {
+  PCAStartupFixture fixture;
+  const CBaseModel* model = fixture.analysis.CurrentModel();
+  EXPECT_TRUE(fake::Run(fixture.twin(), "Cancel"));
+  const auto exit = fixture.host.steps.LastExit();
+  EXPECT_EQ(exit->next_step, 101);
+  EXPECT_EQ(exit->direction, kDirectionBack);
+  EXPECT_EQ(fixture.analysis.CurrentModel(), model);
+}
+
+TEST(StartupTwin, PutRefusesValuesThatCanNeverBeRight) {
+  PCAStartupFixture fixture;
+  AutomationObject& twin = fixture.twin();
+  fake::Put(twin, "Variables", std::vector<std::string>{"x1", "x2"});
+  EXPECT_THROW(fake::Put(twin, "Variables", std::vector<std::string>{"x1", "nope"}),
+               AutomationError);
+  EXPECT_THROW(fake::Put(twin, "Variables", std::vector<std::string>{"x1", "x1"}), AutomationError);
+  EXPECT_THROW(fake::Put(twin, "SampleIdentifier", std::string("nope")), AutomationError);
+  EXPECT_THROW(fake::Put(twin, "UserDefinedScales", std::map<std::string, double>{{"y", 2.0}}),
+               AutomationError);
+  EXPECT_THROW(fake::Put(twin, "MaxIterations", std::int64_t{1} << 40), AutomationError);
+  EXPECT_THROW(fake::Put(twin, "MaxIterations", 5.0), AutomationError);
+  EXPECT_THROW(fake::Put(twin, "AutoRemoveCases", std::int64_t{1}), AutomationError);
+  // Nothing was half-applied.
+  EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(twin, "Variables")),
+            (std::vector<std::string>{"x1", "x2"}));
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "MaxIterations")), 50);
+}
+
+TEST(StartupTwin, UnknownVariableMessageNamesPropertyAndVariable) {
+  PCAStartupFixture fixture;
+  try {
+    fake::Put(fixture.twin(), "CategoricalVariables", std::vector<std::string>{"nope"});
+    FAIL() << "no exception";
+  } catch (const AutomationError& error) {
+    EXPECT_STREQ(error.what(),
+                 "The property CategoricalVariables names \"nope\", which is not a variable of "
+                 "the data table.");
+  }
+}
+
+TEST(StartupTwin, FactorCodesRoundTripAndMalformedEntriesThrow) {
+  PCAStartupFixture fixture;
+  AutomationObject& twin = fixture.twin();
+  fake::Put(twin, "FactorCodes", std::vector<std::string>{"batch:1,2.5, -3", "time: 0.1"});
+  const std::vector<std::string> expected = {"batch: 1, 2.5, -3", "time: 0.1"};
+  EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(twin, "FactorCodes")), expected);
+  fake::Put(twin, "FactorCodes", expected);
+  EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(twin, "FactorCodes")), expected);
+  for (const char* bad : {"batch 1, 2", "batch:", "batch: 1,,2", "batch: 1, x", ": 1", "nope: 1"}) {
+    EXPECT_THROW(fake::Put(twin, "FactorCodes", std::vector<std::string>{bad}), AutomationError)
+        << bad;
+  }
+  EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(twin, "FactorCodes")), expected);
+}
+
+TEST(StartupTwin, ChoicesBehaveAsRadioButtons) {
+  PCAStartupFixture fixture;
+  AutomationObject& twin = fixture.twin();
+  fake::Put(twin, "DoNotScaleVariables", true);
+  fake::Put(twin, "UnitStandardDeviations", false);
+  fake::Put(twin, "UserDefinedStandardDeviations", false);
+  EXPECT_TRUE(std::get<bool>(fake::Get(twin, "DoNotScaleVariables")));
+  EXPECT_FALSE(std::get<bool>(fake::Get(twin, "UnitStandardDeviations")));
+  fake::Put(twin, "EigenvalueLimit", true);
+  EXPECT_FALSE(std::get<bool>(fake::Get(twin, "AutoFitByCrossValidation")));
+  EXPECT_FALSE(std::get<bool>(fake::Get(twin, "FixedNumberOfComponents")));
+  fake::Put(twin, "CrossValidationOff", true);
+  EXPECT_FALSE(std::get<bool>(fake::Get(twin, "VFoldCrossValidation")));
+}
+
+TEST(StartupTwin, EachKindListsItsOwnOptionsAndTogetherTheyListEveryOption) {
+  std::set<std::string> all;
+  std::map<std::string, std::set<std::string>> by_twin;
+  for (const int row : {1, 2, 3, 4, 5}) {
+    PCAStartupFixture fixture(row);
+    const std::vector<std::string> names = fake::PropertyNames(fixture.twin());
+    const std::set<std::string> unique(names.begin(), names.end());
+    EXPECT_EQ(unique.size(), names.size()) << "a property is listed twice";
+    by_twin[fixture.twin().TwinName()] = unique;
+    all.insert(names.begin(), names.end());
+  }
+  EXPECT_EQ(all.size(), 47U);
+  EXPECT_TRUE(by_twin["PCAStartup"].count("KrzanowskiCrossValidation"));
+  EXPECT_FALSE(by_twin["PCAStartup"].count("VFoldCrossValidationQuick"));
+  EXPECT_FALSE(by_twin["PCAStartup"].count("BatchVariable"));
+  EXPECT_TRUE(by_twin["PLSStartup"].count("PredictorVariables"));
+  EXPECT_FALSE(by_twin["PLSStartup"].count("Variables"));
+  EXPECT_TRUE(by_twin["TMPLSStartup"].count("DependentIdentifierCode"));
+  EXPECT_FALSE(by_twin["TMPLSStartup"].count("StackedData"));
+  EXPECT_TRUE(by_twin["TMPCAStartup"].count("StackedData"));
+  EXPECT_TRUE(by_twin["BMPLSStartup"].count("MinimumNumberOfBatches"));
+  for (const auto& [twin, names] : by_twin) {
+    EXPECT_TRUE(names.count("MaxIterations")) << twin;
+    EXPECT_TRUE(names.count("MemoryLimitInMB")) << twin;
+  }
+}
+
+}  // namespace
+}  // namespace mspc
