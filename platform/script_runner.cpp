@@ -184,8 +184,11 @@ RunStatus ScriptRunner::DriveEntry(const ScriptEntry& entry,
       status = RunStatus::kStopped;
       break;
     }
+    const bool known = HasCommand(twin, command);
     status = RunCommand(entry, twin, command);
-    if (record != nullptr && status == RunStatus::kCompleted) record->commands.push_back(command);
+    // A command the dialog has is recorded even when it was refused or stopped the analysis,
+    // so that the recorded script replays the same run.
+    if (record != nullptr && known) record->commands.push_back(command);
     if (status != RunStatus::kCompleted) break;
   }
 
@@ -265,6 +268,13 @@ bool ScriptRunner::ApplyProperties(const ScriptEntry& entry, AutomationObject& t
     }
   }
   return true;
+}
+
+bool ScriptRunner::HasCommand(AutomationObject& twin, const std::string& name) {
+  const std::vector<AutomationCommand> commands = twin.Commands();
+  return std::any_of(commands.begin(), commands.end(), [&](const AutomationCommand& command) {
+    return command.name == name;
+  });
 }
 
 RunStatus ScriptRunner::RunCommand(const ScriptEntry& entry,

@@ -58,6 +58,7 @@ class ScriptRunner {
  private:
   RunStatus DriveEntry(const ScriptEntry& entry, AnalysisDialog& dialog, ScriptEntry* record);
   bool ApplyProperties(const ScriptEntry& entry, AutomationObject& twin);
+  static bool HasCommand(AutomationObject& twin, const std::string& name);
   RunStatus RunCommand(const ScriptEntry& entry, AutomationObject& twin, const std::string& name);
   RunStatus RunGuarded(const std::function<bool()>& body);
   void Refuse(MessageId id, const std::string& text);
