@@ -102,8 +102,14 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
   }
 
   // The host's progress bar belongs to the calling thread (thread 0 of the region): only it
-  // shows captions and polls; a cancel stops the other fits through the shared flag.
+  // shows captions and polls; a cancel stops the other fits through the shared flag. The first
+  // group's caption and poll come before the region, so a cancel pending when the pass starts
+  // is seen however the fits are shared out.
   ProgressMonitor* progress = engine.Progress();
+  if (progress != nullptr && group_count > 0) {
+    progress->SetCaption(plan.captions.front());
+    if (progress->CancelRequested()) throw UserAbort();
+  }
   std::atomic<bool> cancelled{false};
   const std::function<bool(int)> poll = [progress, &cancelled](int iteration) {
     if (progress != nullptr && omp_get_thread_num() == 0) {
@@ -122,7 +128,9 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
     ThreadBuffers& buffer = buffers[thread];
     const auto index = static_cast<std::size_t>(task);
     if (index < group_count) {
-      if (progress != nullptr && thread == 0) progress->SetCaption(plan.captions[index]);
+      if (progress != nullptr && thread == 0 && index > 0) {
+        progress->SetCaption(plan.captions[index]);
+      }
       std::span<double> row_weight = buffer.scratch.row_weight;
       const std::span<const double> base = engine.BaseRowWeight();
       std::copy(base.begin(), base.end(), row_weight.begin());

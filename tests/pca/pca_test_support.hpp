@@ -7,6 +7,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/progress.hpp"
@@ -93,21 +94,26 @@ inline PCAEngine StandardisedEngine(const DMatrix& raw,
 }
 
 /// Progress that records what it is shown and cancels once it has been polled `cancel_after`
-/// times (never when negative).
+/// times (never when negative), or from the first poll after a caption that starts with
+/// `cancel_after_caption` (never when empty).
 class RecordingProgress : public ProgressMonitor {
  public:
-  explicit RecordingProgress(int cancel_after = -1) : cancel_after_(cancel_after) {}
+  explicit RecordingProgress(int cancel_after = -1, std::string cancel_after_caption = {})
+      : cancel_after_(cancel_after), cancel_after_caption_(std::move(cancel_after_caption)) {}
   void Start(const std::string& caption, int steps) override {
     starts.push_back(caption);
     last_steps = steps;
     running = true;
   }
-  void SetCaption(const std::string& caption) override { captions.push_back(caption); }
+  void SetCaption(const std::string& caption) override {
+    captions.push_back(caption);
+    if (!cancel_after_caption_.empty() && caption.starts_with(cancel_after_caption_)) armed_ = true;
+  }
   void SetPosition(int) override {}
   void Stop() override { running = false; }
   bool CancelRequested() override {
     ++polls;
-    return cancel_after_ >= 0 && polls > cancel_after_;
+    return armed_ || (cancel_after_ >= 0 && polls > cancel_after_);
   }
 
   std::vector<std::string> starts;
@@ -118,6 +124,8 @@ class RecordingProgress : public ProgressMonitor {
 
  private:
   int cancel_after_;
+  std::string cancel_after_caption_;
+  bool armed_ = false;
 };
 
 /// A seeded uniform generator whose state is saved as text.
