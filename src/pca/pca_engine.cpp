@@ -464,8 +464,6 @@ NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
   mode = EffectiveMode(mode);
   refusal_.reset();
   CPCANode node = NewNode();
-  const ProgressScope progress_scope(progress_,
-                                     kProgressStepsPerIteration * options_.max_iterations);
 
   if (node.component > MaxComponentsAllowed()) {
     node.state = NodeState::kTooManyComponents;
@@ -474,6 +472,8 @@ NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
     node.state = NodeState::kTooManyComponents;
     refusal_ = MessageId::kNoAdditionalModel;
   } else {
+    const ProgressScope progress_scope(progress_,
+                                       kProgressStepsPerIteration * options_.max_iterations);
     FitComponent(node, HoldOutKind::kNone, -1, -1);
     const CrossValidationPass pass =
         SelectCrossValidationPass(options_.cross_validation_method, options_.grouped);

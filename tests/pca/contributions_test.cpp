@@ -127,15 +127,5 @@ TEST(SPEContribution, SquaresAddUpToTheRowSPE) {
   EXPECT_TRUE(IsMissing(ComputeSPEContribution(engine, 4).residual[2]));
 }
 
-TEST(ContributionTexts, NumberedAndNamedForms) {
-  EXPECT_EQ(ScoreContributionTitle(2, ""), "Score contribution plot (t2)");
-  EXPECT_EQ(ScoreContributionTitle(2, "B7"), "Score contribution plot (t2, B7)");
-  EXPECT_EQ(ScoreContributionSeries(5, ""), "Score contribution (Obs 5 - Average)");
-  EXPECT_EQ(ScoreContributionSeries(5, "B7"), "Score contribution (B7 - Average)");
-  EXPECT_EQ(T2ContributionTitle(5, ""), "T\xC2\xB2 Contribution (Obs  5)");
-  EXPECT_EQ(T2ContributionTitle(5, "B7"), "T\xC2\xB2 Contribution (Obs  B7)");
-  EXPECT_EQ(SPEContributionTitle(5, ""), "SPE(Q) Contribution (Obs  5)");
-}
-
 }  // namespace
 }  // namespace mspc
