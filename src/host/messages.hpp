@@ -106,6 +106,45 @@ enum class MessageId : int {
   kAutomationMalformedFactorCodes = 2608,
   kNoModelForStartup = 2609,
 
+  // PCA engine and cross-validation.
+  kNoAdditionalModel = 3000,
+  kDegreesOfFreedomNotEnough = 3001,
+  kPCAModelingIteration = 3002,
+  kCrossValidationFold = 3003,
+  kKrzanowskiTrainingRow = 3004,
+  kSignificant = 3010,
+  kNotSignificant = 3011,
+  kSignificanceUnknown = 3012,
+
+  // Monitoring statistics and their limits.
+  kScoreControlPValueOutOfRange = 3100,
+  kScoreWarningPValueOutOfRange = 3101,
+  kNoValidSampleForChart = 3102,
+  kCriticalValueControl = 3103,
+  kCriticalValueWarning = 3104,
+  kScoreControlLimitStdDev = 3105,
+  kScoreControlLimitPValue = 3106,
+  kScoreWarningLimitStdDev = 3107,
+  kScoreWarningLimitPValue = 3108,
+  kNormalizedDistance = 3110,
+  kDistanceColumn = 3111,
+  kDistanceToModelTitle = 3112,
+
+  // Contributions.
+  kScoreContributionTitle = 3200,
+  kScoreContributionTitleNamed = 3201,
+  kScoreContributionSeries = 3202,
+  kScoreContributionSeriesNamed = 3203,
+  kT2ContributionHeader = 3204,
+  kContributionSeries = 3205,
+  kT2ContributionTitle = 3206,
+  kT2ContributionTitleNamed = 3207,
+  kSPEContributionHeader = 3210,
+  kSPEContributionTitle = 3211,
+  kSPEContributionTitleNamed = 3212,
+  kSquaredResidualSeries = 3213,
+  kResidualSeries = 3214,
+
   // The command-line host's own messages.
   kScriptWrongDialog = 8000,
   kScriptUnknownProperty = 8001,

@@ -1,0 +1,562 @@
+#include "pca/pca_engine.hpp"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "host/errors.hpp"
+#include "host/progress.hpp"
+#include "models/missing.hpp"
+#include "models/tolerant.hpp"
+#include "pca/cross_validation.hpp"
+
+namespace mspc {
+namespace {
+
+// The progress bar spans six times the iteration limit: room for the full fit and the
+// hold-out fits of one component.
+constexpr int kProgressStepsPerIteration = 6;
+
+// Shows "Computing..." for the duration of one component and takes the bar down however the
+// component ends, a cancel included.
+class ProgressScope {
+ public:
+  ProgressScope(ProgressMonitor* progress, int steps) : progress_(progress) {
+    if (progress_ != nullptr)
+      progress_->Start(std::string(MessageText(MessageId::kComputing)), steps);
+  }
+  ~ProgressScope() {
+    if (progress_ != nullptr) progress_->Stop();
+  }
+  ProgressScope(const ProgressScope&) = delete;
+  ProgressScope& operator=(const ProgressScope&) = delete;
+
+ private:
+  ProgressMonitor* progress_;
+};
+
+std::vector<bool> ExclusionOrNone(std::vector<bool> excluded, std::size_t size) {
+  if (excluded.empty()) excluded.assign(size, false);
+  assert(excluded.size() == size);
+  return excluded;
+}
+
+// A cell that cannot take part in a sum (not-a-number or infinite) is stored as missing.
+double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
+
+}  // namespace
+
+void NIPALSScratch::Resize(std::size_t rows, std::size_t cols) {
+  numerator.resize(cols);
+  denominator.resize(cols);
+  squared_loadings.resize(cols);
+  row_weight.resize(rows);
+}
+
+std::optional<MessageId> PCAFitOptions::Validate() const {
+  if (max_iterations < kMinIterations || max_iterations > kMaxIterations) {
+    return MessageId::kMaxIterationsOutOfRange;
+  }
+  if (!TolerantAtLeast(convergence, 0.0) || !TolerantAtMost(convergence, 1.0)) {
+    return MessageId::kConvergenceCriterionOutOfRange;
+  }
+  const bool uses_folds =
+      component_mode != ComponentMode::kFixedNumber &&
+      SelectCrossValidationPass(cross_validation_method, grouped) != CrossValidationPass::kNone;
+  if (uses_folds && folds < 2) return MessageId::kFoldsBelowTwo;
+  return std::nullopt;
+}
+
+namespace nipals {
+
+void LoadingStep(const DMatrix& x,
+                 std::span<const std::uint8_t> mask,
+                 std::span<const double> t,
+                 int held_out_column,
+                 std::span<double> p,
+                 NIPALSScratch& scratch) {
+  const std::size_t rows = x.rows();
+  const std::size_t cols = x.cols();
+  double* numerator = scratch.numerator.data();      // sum_i x_ij t_i
+  double* denominator = scratch.denominator.data();  // sum_i t_i^2 over the cells present
+  std::fill_n(numerator, cols, 0.0);
+  std::fill_n(denominator, cols, 0.0);
+  // Row by row so that the inner loop runs along contiguous memory. Cells that take no part
+  // hold 0 in x and in the mask, and rows left out have t_i = 0, so no test is needed.
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double score = t[row];
+    const double score_squared = score * score;
+    const double* values = x.data() + row * cols;
+    const std::uint8_t* present = mask.data() + row * cols;
+#pragma omp simd
+    for (std::size_t col = 0; col < cols; ++col) {
+      numerator[col] += values[col] * score;
+      denominator[col] += static_cast<double>(present[col]) * score_squared;
+    }
+  }
+  for (std::size_t col = 0; col < cols; ++col) {
+    // A column with no scored cell (all missing, excluded or held out) keeps a zero loading.
+    p[col] = IsTolerantZero(denominator[col]) ? 0.0 : numerator[col] / denominator[col];
+  }
+  if (held_out_column >= 0) p[static_cast<std::size_t>(held_out_column)] = 0.0;
+}
+
+void ScoreStep(const DMatrix& x,
+               std::span<const std::uint8_t> mask,
+               std::span<const double> p,
+               std::span<const double> row_weight,
+               std::span<double> t,
+               NIPALSScratch& scratch) {
+  const std::size_t rows = x.rows();
+  const std::size_t cols = x.cols();
+  double* squared_loadings = scratch.squared_loadings.data();
+  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double* values = x.data() + row * cols;
+    const std::uint8_t* present = mask.data() + row * cols;
+    double projection = 0.0;  // sum_j x_ij p_j
+    double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
+#pragma omp simd reduction(+ : projection, loading_ss)
+    for (std::size_t col = 0; col < cols; ++col) {
+      projection += values[col] * p[col];
+      loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
+    }
+    // A row left out, or with no present cell, has nothing to fit; its score stays 0.
+    t[row] = IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
+  }
+}
+
+}  // namespace nipals
+
+void PCAEngine::SetOptions(const PCAFitOptions& options) {
+  options_ = options;
+  folds_.reset();
+}
+
+void PCAEngine::CenterAndScale(const DMatrix& raw,
+                               std::span<const double> mean,
+                               std::span<const double> scale,
+                               std::vector<bool> excluded_rows,
+                               std::vector<bool> excluded_variables) {
+  assert(mean.size() == raw.cols() && scale.size() == raw.cols());
+  DMatrix scaled(raw.rows(), raw.cols());
+  for (std::size_t row = 0; row < raw.rows(); ++row) {
+    for (std::size_t col = 0; col < raw.cols(); ++col) {
+      const double value = raw(row, col);
+      if (!std::isfinite(value)) {
+        scaled(row, col) = kMissingValue;
+        continue;
+      }
+      const double centred = value - mean[col];
+      // A zero scale cannot divide; the cell is left centred.
+      scaled(row, col) =
+          MissingIfNotFinite(IsTolerantZero(scale[col]) ? centred : centred / scale[col]);
+    }
+  }
+  scaled_ = std::move(scaled);
+  BuildWorkingSet(std::move(excluded_rows), std::move(excluded_variables));
+}
+
+void PCAEngine::LoadScaled(DMatrix scaled,
+                           std::vector<bool> excluded_rows,
+                           std::vector<bool> excluded_variables) {
+  for (std::size_t row = 0; row < scaled.rows(); ++row) {
+    for (double& value : scaled.Row(row)) value = MissingIfNotFinite(value);
+  }
+  scaled_ = std::move(scaled);
+  BuildWorkingSet(std::move(excluded_rows), std::move(excluded_variables));
+}
+
+void PCAEngine::BuildWorkingSet(std::vector<bool> excluded_rows,
+                                std::vector<bool> excluded_variables) {
+  const std::size_t rows = Rows();
+  const std::size_t cols = Cols();
+  excluded_rows_ = ExclusionOrNone(std::move(excluded_rows), rows);
+  excluded_variables_ = ExclusionOrNone(std::move(excluded_variables), cols);
+  active_rows_ = static_cast<int>(std::count(excluded_rows_.begin(), excluded_rows_.end(), false));
+  active_variables_ =
+      static_cast<int>(std::count(excluded_variables_.begin(), excluded_variables_.end(), false));
+
+  base_row_weight_.assign(rows, 0.0);
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
+  }
+  mask_.assign(rows * cols, 0);
+  variable_total_ss_.assign(cols, 0.0);
+  total_ss_ = 0.0;
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (excluded_rows_[row]) continue;
+    for (std::size_t col = 0; col < cols; ++col) {
+      const double value = scaled_(row, col);
+      if (excluded_variables_[col] || IsMissing(value)) continue;
+      mask_[row * cols + col] = 1;
+      variable_total_ss_[col] += value * value;
+      total_ss_ += value * value;
+    }
+  }
+  initial_dof_ = static_cast<std::int64_t>(active_rows_) * active_variables_;
+  folds_.reset();
+  RemoveAllComponents();
+}
+
+void PCAEngine::RebuildFromScaled() {
+  x_ = DMatrix(Rows(), Cols());
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    for (std::size_t col = 0; col < Cols(); ++col) {
+      if (IsValidCell(row, col)) x_(row, col) = scaled_(row, col);
+    }
+  }
+}
+
+bool PCAEngine::IsMissingCell(std::size_t row, std::size_t col) const {
+  return IsMissing(scaled_(row, col));
+}
+
+DMatrix PCAEngine::Residuals() const {
+  DMatrix residuals(Rows(), Cols(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    for (std::size_t col = 0; col < Cols(); ++col) {
+      if (IsValidCell(row, col)) residuals(row, col) = x_(row, col);
+    }
+  }
+  return residuals;
+}
+
+int PCAEngine::MaxComponentsAllowed() const {
+  return std::max(0, std::min(active_rows_ - 1, active_variables_));
+}
+
+std::int64_t PCAEngine::ComponentCost(int component) const {
+  return static_cast<std::int64_t>(active_rows_) + active_variables_ - 2 * std::int64_t{component};
+}
+
+const FoldPlan& PCAEngine::Folds() const {
+  if (!folds_) {
+    if (options_.folds < 2) throw AnalysisStop::With(MessageId::kFoldsBelowTwo);
+    // More folds than rows + 1 only add empty folds; the assignment of the rows is unchanged.
+    const auto row_bound = static_cast<long long>(Rows()) + 1;
+    const int folds = static_cast<int>(
+        std::min<long long>({options_.folds, std::max<long long>(row_bound, 2), kMaxFolds}));
+    if (options_.random_folds && random_ != nullptr) {
+      folds_ = AssignFoldsAtRandom(Rows(), folds, options_.seed, *random_);
+    } else {
+      folds_ = AssignFoldsInRotation(Rows(), folds);
+    }
+  }
+  return *folds_;
+}
+
+void PCAEngine::FillRowWeight(HoldOutKind kind, int group, std::span<double> row_weight) const {
+  std::copy(base_row_weight_.begin(), base_row_weight_.end(), row_weight.begin());
+  const bool by_fold =
+      kind == HoldOutKind::kVFold || (kind == HoldOutKind::kKrzanowski && options_.grouped);
+  if (by_fold) {
+    const FoldPlan& plan = Folds();
+    for (std::size_t row = 0; row < Rows(); ++row) {
+      if (plan.fold[row] == group) row_weight[row] = 0.0;
+    }
+  } else if (kind == HoldOutKind::kKrzanowski && group >= 0 &&
+             static_cast<std::size_t>(group) < Rows()) {
+    row_weight[static_cast<std::size_t>(group)] = 0.0;
+  }
+}
+
+NIPALSOutcome PCAEngine::RunNIPALS(std::span<const double> row_weight,
+                                   int held_out_column,
+                                   std::span<double> t,
+                                   std::span<double> p,
+                                   NIPALSScratch& scratch,
+                                   const std::function<bool(int)>& poll) const {
+  const std::size_t rows = Rows();
+  const std::size_t cols = Cols();
+  assert(t.size() == rows && p.size() == cols && row_weight.size() == rows);
+  assert(scratch.numerator.size() == cols);
+  NIPALSOutcome outcome;
+  std::fill(t.begin(), t.end(), 0.0);
+  std::fill(p.begin(), p.end(), 0.0);
+
+  // Start vector: the column with the largest sum of squares over its valid cells. A later
+  // column must exceed the best so far by the slack to replace it, so ties keep the earlier.
+  double* column_ss = scratch.numerator.data();
+  std::fill_n(column_ss, cols, 0.0);
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double weight = row_weight[row];
+    const double* values = x_.data() + row * cols;
+#pragma omp simd
+    for (std::size_t col = 0; col < cols; ++col)
+      column_ss[col] += weight * values[col] * values[col];
+  }
+  std::optional<std::size_t> start_column;
+  for (std::size_t col = 0; col < cols; ++col) {
+    if (excluded_variables_[col] || static_cast<int>(col) == held_out_column) continue;
+    if (!start_column || TolerantGreater(column_ss[col], column_ss[*start_column])) {
+      start_column = col;
+    }
+  }
+  // With no column left to fit every score stays 0 and so does the component.
+  if (start_column) {
+    for (std::size_t row = 0; row < rows; ++row) t[row] = row_weight[row] * x_(row, *start_column);
+  }
+
+  const int divisor = active_rows_ - 1;  // N - 1
+  double previous_eigenvalue = -1.0;
+  while (true) {
+    nipals::LoadingStep(x_, mask_, t, held_out_column, p, scratch);
+
+    double loading_ss = 0.0;
+#pragma omp simd reduction(+ : loading_ss)
+    for (std::size_t col = 0; col < cols; ++col) loading_ss += p[col] * p[col];
+    const double norm = std::sqrt(loading_ss);
+    if (!IsTolerantZero(norm)) {
+      for (double& loading : p) loading /= norm;
+    }
+
+    nipals::ScoreStep(x_, mask_, p, row_weight, t, scratch);
+    ++outcome.iterations;
+
+    double score_ss = 0.0;  // t't; rows left out have t_i = 0
+#pragma omp simd reduction(+ : score_ss)
+    for (std::size_t row = 0; row < rows; ++row) score_ss += t[row] * t[row];
+    outcome.eigenvalue = divisor > 0 ? score_ss / divisor : score_ss;
+
+    if (poll && poll(outcome.iterations)) {
+      outcome.cancelled = true;
+      break;
+    }
+    if (outcome.iterations >= options_.max_iterations) break;
+    if (TolerantAtMost(std::fabs(outcome.eigenvalue - previous_eigenvalue),
+                       options_.convergence * outcome.eigenvalue)) {
+      break;
+    }
+    previous_eigenvalue = outcome.eigenvalue;
+  }
+  return outcome;
+}
+
+CPCANode PCAEngine::NewNode() const {
+  CPCANode node;
+  node.component = ComponentCount() + 1;
+  node.dof_cost = ComponentCost(node.component);
+  node.previous_residual_ss = nodes_.empty() ? total_ss_ : nodes_.back().residual_ss;
+  node.t.assign(Rows(), 0.0);
+  node.p.assign(Cols(), 0.0);
+  node.explained_ss_per_variable.assign(Cols(), 0.0);
+  node.press_per_variable.assign(Cols(), CPCANode::kNotComputed);
+  node.q2_per_variable.assign(Cols(), CPCANode::kNotComputed);
+  return node;
+}
+
+void PCAEngine::FitComponent(CPCANode& node,
+                             HoldOutKind kind,
+                             int group,
+                             int held_out_column) const {
+  if (node.fitted) return;
+  std::vector<double> row_weight(Rows());
+  FillRowWeight(kind, group, row_weight);
+  NIPALSScratch scratch;
+  scratch.Resize(Rows(), Cols());
+  node.t.assign(Rows(), 0.0);
+  node.p.assign(Cols(), 0.0);
+
+  const bool full_fit = kind == HoldOutKind::kNone && held_out_column < 0;
+  std::function<bool(int)> poll;
+  if (progress_ != nullptr) {
+    poll = [this, &node, full_fit](int iteration) {
+      if (full_fit) {
+        progress_->SetCaption(
+            FormatMessage(MessageId::kPCAModelingIteration, node.component, iteration));
+      }
+      progress_->SetPosition(iteration);
+      return progress_->CancelRequested();
+    };
+  }
+  const NIPALSOutcome outcome =
+      RunNIPALS(row_weight, held_out_column, node.t, node.p, scratch, poll);
+  if (outcome.cancelled) throw UserAbort();
+  node.iterations = outcome.iterations;
+  node.eigenvalue = outcome.eigenvalue;
+
+  // Welford's running mean and variance of the scores of the non-excluded rows.
+  std::size_t count = 0;
+  double mean = 0.0;
+  double m2 = 0.0;  // sum of squared deviations from the running mean
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    if (excluded_rows_[row]) continue;
+    ++count;
+    const double delta = node.t[row] - mean;
+    mean += delta / static_cast<double>(count);
+    m2 += delta * (node.t[row] - mean);
+  }
+  node.score_mean = mean;
+  node.score_variance = count > 1 ? m2 / static_cast<double>(count - 1) : 0.0;
+}
+
+void PCAEngine::AcceptComponent(CPCANode node) {
+  const std::size_t rows = Rows();
+  const std::size_t cols = Cols();
+  node.component = ComponentCount() + 1;
+  node.dof_cost = ComponentCost(node.component);
+  node.previous_residual_ss = nodes_.empty() ? total_ss_ : nodes_.back().residual_ss;
+  node.explained_ss_per_variable.assign(cols, 0.0);
+  double* explained = node.explained_ss_per_variable.data();
+  const double* loadings = node.p.data();
+  double residual_ss = 0.0;
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double score = node.t[row];
+    double* values = x_.data() + row * cols;
+    const std::uint8_t* present = mask_.data() + row * cols;
+    double row_ss = 0.0;
+#pragma omp simd reduction(+ : row_ss)
+    for (std::size_t col = 0; col < cols; ++col) {
+      const double fitted = static_cast<double>(present[col]) * score * loadings[col];  // t_i p_j
+      values[col] -= fitted;
+      explained[col] += fitted * fitted;
+      row_ss += values[col] * values[col];
+    }
+    residual_ss += row_ss;
+  }
+  node.residual_ss = residual_ss;
+  node.cumulative_ss_explained = total_ss_ - residual_ss;
+  node.ss_explained = nodes_.empty()
+                          ? node.cumulative_ss_explained
+                          : node.cumulative_ss_explained - nodes_.back().cumulative_ss_explained;
+  if (!IsAccepted(node.state)) node.state = NodeState::kAccepted;
+  node.fitted = false;
+  residual_dof_ -= node.dof_cost;
+  nodes_.push_back(std::move(node));
+}
+
+void PCAEngine::RemoveLastComponent() {
+  if (nodes_.empty()) return;
+  const CPCANode& node = nodes_.back();
+  const std::size_t cols = Cols();
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    const double score = node.t[row];
+    double* values = x_.data() + row * cols;
+    const std::uint8_t* present = mask_.data() + row * cols;
+#pragma omp simd
+    for (std::size_t col = 0; col < cols; ++col) {
+      values[col] += static_cast<double>(present[col]) * score * node.p[col];
+    }
+  }
+  residual_dof_ += node.dof_cost;
+  nodes_.pop_back();
+}
+
+void PCAEngine::RemoveAllComponents() {
+  nodes_.clear();
+  candidate_ = CPCANode{};
+  refusal_.reset();
+  residual_dof_ = initial_dof_;
+  RebuildFromScaled();
+}
+
+ComponentMode PCAEngine::EffectiveMode(ComponentMode mode) const {
+  // With no cross-validation pass nothing can judge a component, so the count decides.
+  const bool no_pass = SelectCrossValidationPass(options_.cross_validation_method,
+                                                 options_.grouped) == CrossValidationPass::kNone;
+  return mode == ComponentMode::kCrossValidation && no_pass ? ComponentMode::kFixedNumber : mode;
+}
+
+NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
+  mode = EffectiveMode(mode);
+  refusal_.reset();
+  CPCANode node = NewNode();
+
+  if (node.component > MaxComponentsAllowed()) {
+    node.state = NodeState::kTooManyComponents;
+    refusal_ = MessageId::kDegreesOfFreedomNotEnough;
+  } else if (mode == ComponentMode::kFixedNumber && node.component > options_.max_components) {
+    node.state = NodeState::kTooManyComponents;
+    refusal_ = MessageId::kNoAdditionalModel;
+  } else {
+    const ProgressScope progress_scope(progress_,
+                                       kProgressStepsPerIteration * options_.max_iterations);
+    FitComponent(node, HoldOutKind::kNone, -1, -1);
+    const CrossValidationPass pass =
+        SelectCrossValidationPass(options_.cross_validation_method, options_.grouped);
+    switch (mode) {
+      case ComponentMode::kFixedNumber:
+        node.state = NodeState::kAccepted;
+        break;
+      case ComponentMode::kEigenvalueLimit:
+        if (TolerantAtLeast(options_.eigenvalue_limit, node.eigenvalue)) {
+          node.state = NodeState::kEigenvalueBelowLimit;
+          break;
+        }
+        // With the grouped option the hold-out fits of the cross-validation reuse this full fit;
+        // the cross-validation then only fills the table and the eigenvalue decides.
+        node.fitted = options_.grouped;
+        if (pass != CrossValidationPass::kNone) {
+          ComputePRESS(*this, node, pass);
+          JudgeComponent(*this, node);
+        }
+        node.fitted = false;
+        node.state = NodeState::kAccepted;
+        break;
+      case ComponentMode::kCrossValidation:
+        ComputePRESS(*this, node, pass);
+        node.state = JudgeComponent(*this, node);
+        break;
+    }
+    if (!IsAccepted(node.state)) refusal_ = MessageId::kNoAdditionalModel;
+  }
+
+  const NodeState state = node.state;
+  if (IsAccepted(state)) {
+    AcceptComponent(std::move(node));
+    candidate_ = nodes_.back();
+  } else {
+    candidate_ = std::move(node);
+  }
+  return state;
+}
+
+int PCAEngine::AutoFit() {
+  const ComponentMode mode = EffectiveMode(options_.component_mode);
+  int added = 0;
+  while (ComponentCount() < MaxComponentsAllowed()) {
+    if (mode == ComponentMode::kFixedNumber && ComponentCount() >= options_.max_components) break;
+    if (!IsAccepted(FitNextComponent(mode))) break;
+    ++added;
+  }
+  return added;
+}
+
+std::optional<MessageId> PCAEngine::RefusalMessage() const { return refusal_; }
+
+double PCAEngine::R2X(const CPCANode& node) const {
+  return IsTolerantZero(total_ss_) ? 0.0 : node.ss_explained / total_ss_;
+}
+
+double PCAEngine::R2XCumulative(const CPCANode& node) const {
+  return IsTolerantZero(total_ss_) ? 0.0 : node.cumulative_ss_explained / total_ss_;
+}
+
+DMatrix PCAEngine::Scores() const {
+  DMatrix scores(Rows(), nodes_.size(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    if (excluded_rows_[row]) continue;
+    for (std::size_t a = 0; a < nodes_.size(); ++a) scores(row, a) = nodes_[a].t[row];
+  }
+  return scores;
+}
+
+DMatrix PCAEngine::Loadings() const {
+  DMatrix loadings(nodes_.size(), Cols());
+  for (std::size_t a = 0; a < nodes_.size(); ++a) {
+    std::copy(nodes_[a].p.begin(), nodes_[a].p.end(), loadings.Row(a).begin());
+  }
+  return loadings;
+}
+
+std::vector<double> PCAEngine::ScoreStandardDeviations() const {
+  std::vector<double> deviations;
+  deviations.reserve(nodes_.size());
+  for (const CPCANode& node : nodes_) deviations.push_back(std::sqrt(node.score_variance));
+  return deviations;
+}
+
+}  // namespace mspc

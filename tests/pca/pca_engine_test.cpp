@@ -1,0 +1,377 @@
+#include "pca/pca_engine.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "host/errors.hpp"
+#include "models/missing.hpp"
+#include "pca/pca_test_support.hpp"
+#include "support/reference_eigen.hpp"
+
+namespace mspc {
+namespace {
+
+using testing::ManufacturedData;
+using testing::RecordingProgress;
+using testing::StandardisedEngine;
+
+PCAFitOptions FixedCount(int components, double convergence = 1e-10, int max_iterations = 1000) {
+  PCAFitOptions options;
+  options.component_mode = ComponentMode::kFixedNumber;
+  options.max_components = components;
+  options.convergence = convergence;
+  options.max_iterations = max_iterations;
+  options.cross_validation_method = 0;
+  return options;
+}
+
+double Dot(std::span<const double> a, std::span<const double> b) {
+  double sum = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k) sum += a[k] * b[k];
+  return sum;
+}
+
+double Cosine(std::span<const double> a, std::span<const double> b) {
+  return Dot(a, b) / std::sqrt(Dot(a, a) * Dot(b, b));
+}
+
+// Largest difference between a and ±b, with the sign that fits best.
+double SignFreeDistance(std::span<const double> a, std::span<const double> b) {
+  const double sign = Dot(a, b) < 0.0 ? -1.0 : 1.0;
+  double largest = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k)
+    largest = std::max(largest, std::fabs(a[k] - sign * b[k]));
+  return largest;
+}
+
+// X'X / (N - 1) of a complete matrix: the correlation matrix once the columns are standardised.
+std::vector<double> CrossProduct(const DMatrix& x) {
+  const std::size_t k = x.cols();
+  std::vector<double> product(k * k, 0.0);
+  for (std::size_t i = 0; i < x.rows(); ++i) {
+    for (std::size_t a = 0; a < k; ++a) {
+      for (std::size_t b = 0; b < k; ++b) product[a * k + b] += x(i, a) * x(i, b);
+    }
+  }
+  for (double& value : product) value /= static_cast<double>(x.rows() - 1);
+  return product;
+}
+
+double ResidualSS(const PCAEngine& engine) {
+  double sum = 0.0;
+  const DMatrix residuals = engine.Residuals();
+  for (std::size_t i = 0; i < residuals.rows(); ++i) {
+    for (double value : residuals.Row(i)) {
+      if (!IsMissing(value)) sum += value * value;
+    }
+  }
+  return sum;
+}
+
+TEST(PCAEngineEigen, ConvergedComponentsMatchLapackOnCompleteData) {
+  const DMatrix raw = ManufacturedData(50, 6, {5.0, 3.0, 2.0, 1.2, 0.7, 0.4}, 0.1, 7);
+  const auto fit_all = [&raw](double convergence) {
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(6, convergence, 1000));
+    EXPECT_EQ(engine.AutoFit(), 6);
+    return engine;
+  };
+  const PCAEngine engine = fit_all(1e-12);
+  const testing::SymmetricEigen reference =
+      testing::DecomposeSymmetric(CrossProduct(engine.ScaledInput()), 6);
+  // The eigenvalue converges quadratically in the loading error, so a 1e-12 criterion pins it.
+  for (std::size_t a = 0; a < 6; ++a) {
+    EXPECT_NEAR(engine.Nodes()[a].eigenvalue, reference.values[a], 1e-8 * reference.values[a])
+        << "component " << a + 1;
+  }
+  // The loadings converge only as the square root of the criterion; run to the last bit.
+  const PCAEngine exact = fit_all(0.0);
+  for (std::size_t a = 0; a < 6; ++a) {
+    EXPECT_LT(SignFreeDistance(exact.Nodes()[a].p, reference.vectors[a]), 1e-8)
+        << "component " << a + 1;
+    EXPECT_LT(SignFreeDistance(engine.Nodes()[a].p, reference.vectors[a]), 1e-5);
+  }
+  // The sum of all eigenvalues of a correlation matrix is K.
+  double eigenvalue_sum = 0.0;
+  for (const CPCANode& node : exact.Nodes()) eigenvalue_sum += node.eigenvalue;
+  EXPECT_NEAR(eigenvalue_sum, 6.0, 1e-9);
+}
+
+TEST(PCAEngineProperties, OrthogonalScoresUnitLoadingsAndSumsOfSquaresAddUp) {
+  const DMatrix raw = ManufacturedData(40, 7, {4.0, 2.5, 1.5, 1.0}, 0.3, 3);
+  PCAEngine engine = StandardisedEngine(raw, FixedCount(4, 1e-13));
+  ASSERT_EQ(engine.AutoFit(), 4);
+  // Converged to a criterion of 1e-13, directions are accurate to about its square root.
+  const auto& nodes = engine.Nodes();
+  EXPECT_NEAR(engine.TotalSS(), 7.0 * 39.0, 1e-9);  // K (N - 1) for unit-variance columns
+  double previous_cumulative = 0.0;
+  for (std::size_t a = 0; a < nodes.size(); ++a) {
+    EXPECT_NEAR(Dot(nodes[a].p, nodes[a].p), 1.0, 1e-12);
+    EXPECT_NEAR(Dot(nodes[a].t, nodes[a].t) / 39.0, nodes[a].eigenvalue, 1e-10);
+    EXPECT_NEAR(nodes[a].score_mean, 0.0, 1e-10) << "scores of centred data have mean 0";
+    for (std::size_t b = 0; b < a; ++b) {
+      EXPECT_LT(std::fabs(Cosine(nodes[a].t, nodes[b].t)), 1e-6);
+      EXPECT_LT(std::fabs(Cosine(nodes[a].p, nodes[b].p)), 1e-6);
+    }
+    // What the component took out of each column adds up to what it took out of the matrix.
+    double per_variable = 0.0;
+    for (double value : nodes[a].explained_ss_per_variable) per_variable += value;
+    EXPECT_NEAR(per_variable, nodes[a].ss_explained, 1e-8 * engine.TotalSS());
+    EXPECT_NEAR(nodes[a].ss_explained, nodes[a].eigenvalue * 39.0, 1e-8 * engine.TotalSS());
+    EXPECT_NEAR(
+        nodes[a].cumulative_ss_explained - previous_cumulative, nodes[a].ss_explained, 1e-9);
+    previous_cumulative = nodes[a].cumulative_ss_explained;
+    EXPECT_GT(engine.R2X(nodes[a]), 0.0);
+  }
+  EXPECT_NEAR(nodes.back().cumulative_ss_explained, engine.TotalSS() - ResidualSS(engine), 1e-9);
+  EXPECT_NEAR(nodes.back().residual_ss, ResidualSS(engine), 1e-9);
+  EXPECT_LE(engine.R2XCumulative(nodes.back()), 1.0);
+}
+
+TEST(PCAEngineRemoval, RemovingComponentsRestoresTheWorkingMatrix) {
+  DMatrix raw = ManufacturedData(25, 5, {3.0, 2.0}, 0.4, 21);
+  raw(3, 1) = kMissingValue;
+  raw(10, 4) = kMissingValue;
+  PCAEngine engine = StandardisedEngine(raw, FixedCount(3));
+  ASSERT_EQ(engine.AutoFit(), 2 + 1);
+  const std::int64_t initial_dof = engine.InitialDegreesOfFreedom();
+  EXPECT_EQ(initial_dof, 25 * 5);
+  EXPECT_EQ(engine.ResidualDegreesOfFreedom(), initial_dof - (28 + 26 + 24));
+
+  PCAEngine one_component = StandardisedEngine(raw, FixedCount(1));
+  one_component.AutoFit();
+  engine.RemoveLastComponent();
+  engine.RemoveLastComponent();
+  EXPECT_EQ(engine.ComponentCount(), 1);
+  EXPECT_EQ(engine.ResidualDegreesOfFreedom(), initial_dof - 28);
+  for (std::size_t i = 0; i < raw.rows(); ++i) {
+    for (std::size_t j = 0; j < raw.cols(); ++j) {
+      EXPECT_NEAR(engine.Residual(i, j), one_component.Residual(i, j), 1e-12);
+    }
+  }
+
+  engine.RemoveAllComponents();
+  EXPECT_EQ(engine.ComponentCount(), 0);
+  EXPECT_EQ(engine.ResidualDegreesOfFreedom(), initial_dof);
+  for (std::size_t i = 0; i < raw.rows(); ++i) {
+    for (std::size_t j = 0; j < raw.cols(); ++j) {
+      const double scaled = engine.ScaledInput()(i, j);
+      EXPECT_EQ(engine.Residual(i, j), IsMissing(scaled) ? 0.0 : scaled);
+    }
+  }
+  // Fitting again after a full removal gives the same components bit for bit.
+  engine.AutoFit();
+  EXPECT_EQ(engine.Nodes()[0].t, one_component.Nodes()[0].t);
+  EXPECT_EQ(engine.Nodes()[0].p, one_component.Nodes()[0].p);
+}
+
+TEST(PCAEngineMissing, EmptyColumnKeepsZeroLoadingAndEmptyRowZeroScore) {
+  DMatrix raw = ManufacturedData(20, 5, {3.0, 1.0}, 0.2, 8);
+  for (std::size_t i = 0; i < raw.rows(); ++i) raw(i, 3) = kMissingValue;
+  for (std::size_t j = 0; j < raw.cols(); ++j) raw(6, j) = kMissingValue;
+  raw(2, 0) = std::numeric_limits<double>::infinity();  // cannot take part: counts as missing
+  PCAEngine engine = StandardisedEngine(raw, FixedCount(2));
+  ASSERT_EQ(engine.AutoFit(), 2);
+  for (const CPCANode& node : engine.Nodes()) {
+    EXPECT_EQ(node.p[3], 0.0);
+    EXPECT_EQ(node.t[6], 0.0);
+    EXPECT_EQ(node.explained_ss_per_variable[3], 0.0);
+    EXPECT_TRUE(std::isfinite(node.eigenvalue));
+  }
+  EXPECT_EQ(engine.VariableTotalSS()[3], 0.0);
+  EXPECT_TRUE(engine.IsMissingCell(2, 0));
+  EXPECT_FALSE(engine.IsValidCell(2, 0));
+  EXPECT_TRUE(IsMissing(engine.Residuals()(2, 0)));
+}
+
+TEST(PCAEngineExclusion, ExcludedRowsAndVariablesAreLeftOutOfTheFit) {
+  DMatrix raw = ManufacturedData(30, 6, {3.0, 1.5}, 0.3, 17);
+  std::vector<bool> excluded_rows(30, false);
+  std::vector<bool> excluded_variables(6, false);
+  excluded_rows[7] = true;
+  excluded_variables[2] = true;
+  // The reduced matrix without row 7 and column 2.
+  DMatrix reduced(29, 5);
+  for (std::size_t i = 0, r = 0; i < 30; ++i) {
+    if (i == 7) continue;
+    for (std::size_t j = 0, c = 0; j < 6; ++j) {
+      if (j != 2) reduced(r, c++) = raw(i, j);
+    }
+    ++r;
+  }
+  // Whatever the excluded cells hold does not matter.
+  raw(7, 0) = 1e300;
+  raw(11, 2) = -1e300;
+
+  // Scale both with the statistics of the reduced data.
+  const testing::ColumnStatistics stats = testing::ComputeColumnStatistics(reduced);
+  std::vector<double> mean(6, 0.0);
+  std::vector<double> scale(6, 1.0);
+  for (std::size_t j = 0, c = 0; j < 6; ++j) {
+    if (j == 2) continue;
+    mean[j] = stats.mean[c];
+    scale[j] = stats.sd[c++];
+  }
+  PCAEngine full(FixedCount(2));
+  full.CenterAndScale(raw, mean, scale, excluded_rows, excluded_variables);
+  PCAEngine small(FixedCount(2));
+  small.CenterAndScale(reduced, stats.mean, stats.sd);
+  ASSERT_EQ(full.AutoFit(), 2);
+  ASSERT_EQ(small.AutoFit(), 2);
+  EXPECT_EQ(full.ActiveRows(), 29);
+  EXPECT_EQ(full.ActiveVariables(), 5);
+  EXPECT_EQ(full.ComponentCost(1), 29 + 5 - 2);
+  for (std::size_t a = 0; a < 2; ++a) {
+    const CPCANode& wide = full.Nodes()[a];
+    const CPCANode& narrow = small.Nodes()[a];
+    EXPECT_NEAR(wide.eigenvalue, narrow.eigenvalue, 1e-10 * narrow.eigenvalue);
+    EXPECT_EQ(wide.p[2], 0.0);
+    EXPECT_EQ(wide.t[7], 0.0);
+    for (std::size_t j = 0, c = 0; j < 6; ++j) {
+      if (j == 2) continue;
+      EXPECT_NEAR(wide.p[j], narrow.p[c++], 1e-9);
+    }
+  }
+  EXPECT_TRUE(IsMissing(full.Scores()(7, 0)));
+}
+
+TEST(PCAEngineIteration, IterationLimitAndZeroCriterionBoundTheLoop) {
+  // Two nearly equal leading eigenvalues make the iteration converge slowly.
+  const DMatrix raw = ManufacturedData(30, 5, {2.0, 1.95, 0.5}, 0.1, 4);
+  {
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.5, 1));
+    engine.AutoFit();
+    EXPECT_EQ(engine.Nodes()[0].iterations, 1) << "the limit wins over any criterion";
+  }
+  {
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.0, 25));
+    engine.AutoFit();
+    EXPECT_EQ(engine.Nodes()[0].iterations, 25);
+  }
+  {
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.9, 1000));
+    engine.AutoFit();
+    EXPECT_EQ(engine.Nodes()[0].iterations, 2) << "the previous eigenvalue starts at -1";
+  }
+}
+
+TEST(PCAEngineIteration, EqualColumnSumsOfSquaresStartFromTheEarlierColumn) {
+  // Columns 1 and 2 have the same sum of squares and column 0 less; one iteration from column 1
+  // gives p proportional to X' x_1.
+  DMatrix x(4, 3);
+  const double values[4][3] = {
+      {0.5, 1.0, 2.0}, {-0.5, -1.0, 0.0}, {0.5, 2.0, -1.0}, {-0.5, -2.0, -1.0}};
+  for (std::size_t i = 0; i < 4; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) x(i, j) = values[i][j];
+  }
+  PCAEngine engine(FixedCount(1, 0.0, 1));
+  engine.LoadScaled(x);
+  engine.AutoFit();
+  std::vector<double> expected(3, 0.0);
+  for (std::size_t j = 0; j < 3; ++j) {
+    for (std::size_t i = 0; i < 4; ++i) expected[j] += x(i, j) * x(i, 1);
+  }
+  const double norm = std::sqrt(Dot(expected, expected));
+  for (double& value : expected) value /= norm;
+  EXPECT_LT(SignFreeDistance(engine.Nodes()[0].p, expected), 1e-15);
+}
+
+TEST(PCAEngineStopping, DegreesOfFreedomAllowAtMostMinOfNMinusOneAndK) {
+  const DMatrix raw = ManufacturedData(5, 8, {3.0, 2.0, 1.0, 0.5}, 0.2, 9);
+  PCAEngine engine = StandardisedEngine(raw, FixedCount(10));
+  EXPECT_EQ(engine.MaxComponentsAllowed(), 4);
+  EXPECT_EQ(engine.AutoFit(), 4);
+  EXPECT_GT(engine.ResidualDegreesOfFreedom(), 0);
+  EXPECT_EQ(engine.ResidualDegreesOfFreedom(), 40 - (11 + 9 + 7 + 5));
+  EXPECT_EQ(engine.FitNextComponent(ComponentMode::kFixedNumber), NodeState::kTooManyComponents);
+  EXPECT_EQ(engine.RefusalMessage(), MessageId::kDegreesOfFreedomNotEnough);
+  EXPECT_EQ(engine.ComponentCount(), 4);
+
+  PCAEngine two = StandardisedEngine(raw, FixedCount(2));
+  EXPECT_EQ(two.AutoFit(), 2);
+  EXPECT_FALSE(two.RefusalMessage().has_value()) << "reaching the count is no refusal";
+  EXPECT_EQ(two.FitNextComponent(ComponentMode::kFixedNumber), NodeState::kTooManyComponents);
+  EXPECT_EQ(two.RefusalMessage(), MessageId::kNoAdditionalModel);
+}
+
+TEST(PCAEngineStopping, EigenvalueModeKeepsTheComponentsAboveTheLimit) {
+  const DMatrix raw = ManufacturedData(60, 6, {3.0, 2.0, 1.0, 0.5}, 0.5, 31);
+  PCAFitOptions options = FixedCount(6, 1e-12);
+  options.component_mode = ComponentMode::kEigenvalueLimit;
+  options.eigenvalue_limit = 1.0;
+  PCAEngine engine = StandardisedEngine(raw, options);
+  const testing::SymmetricEigen reference =
+      testing::DecomposeSymmetric(CrossProduct(engine.ScaledInput()), 6);
+  int above = 0;
+  for (double value : reference.values) above += value > 1.0 ? 1 : 0;
+  ASSERT_GT(above, 0);
+  EXPECT_EQ(engine.AutoFit(), above);
+  EXPECT_EQ(engine.LastCandidate().state, NodeState::kEigenvalueBelowLimit);
+  for (const CPCANode& node : engine.Nodes()) {
+    EXPECT_EQ(node.significance, Significance::kUnknown) << "no cross-validation was asked for";
+  }
+}
+
+TEST(PCAEngineCancel, CancelKeepsTheComponentsAcceptedBefore) {
+  const DMatrix raw = ManufacturedData(30, 6, {3.0, 2.0, 1.0}, 0.2, 12);
+  // Count the polls of an uncancelled run of two components.
+  RecordingProgress counter;
+  PCAEngine reference = StandardisedEngine(raw, FixedCount(2, 1e-12));
+  reference.SetProgress(&counter);
+  reference.AutoFit();
+  const int polls_for_two = counter.polls;
+  EXPECT_EQ(counter.starts.front(), "Computing...");
+  EXPECT_EQ(counter.last_steps, 6 * 1000);
+  EXPECT_EQ(counter.captions.front(), "PCA modeling: Model 1, Iteration: 1");
+
+  RecordingProgress cancel(polls_for_two + 1);
+  PCAEngine engine = StandardisedEngine(raw, FixedCount(4, 1e-12));
+  engine.SetProgress(&cancel);
+  EXPECT_THROW(engine.AutoFit(), UserAbort);
+  EXPECT_FALSE(cancel.running) << "the progress bar is taken down";
+  ASSERT_EQ(engine.ComponentCount(), 2);
+  for (std::size_t i = 0; i < raw.rows(); ++i) {
+    for (std::size_t j = 0; j < raw.cols(); ++j) {
+      EXPECT_EQ(engine.Residual(i, j), reference.Residual(i, j));
+    }
+  }
+  // The model carries on from where it stopped.
+  engine.SetProgress(nullptr);
+  EXPECT_EQ(engine.AutoFit(), 2);
+}
+
+TEST(PCAFitOptionsValidate, RefusesOutOfRangeOptions) {
+  struct Case {
+    int max_iterations;
+    double convergence;
+    int folds;
+    std::optional<MessageId> expected;
+  };
+  const Case cases[] = {
+      {1, 0.0, 2, std::nullopt},
+      {1000, 1.0, 7, std::nullopt},
+      {0, 0.1, 7, MessageId::kMaxIterationsOutOfRange},
+      {1001, 0.1, 7, MessageId::kMaxIterationsOutOfRange},
+      {50, -1e-9, 7, MessageId::kConvergenceCriterionOutOfRange},
+      {50, 1.0001, 7, MessageId::kConvergenceCriterionOutOfRange},
+      {50, std::numeric_limits<double>::quiet_NaN(), 7, MessageId::kConvergenceCriterionOutOfRange},
+      {50, 0.1, 1, MessageId::kFoldsBelowTwo},
+  };
+  for (const Case& test_case : cases) {
+    PCAFitOptions options;
+    options.max_iterations = test_case.max_iterations;
+    options.convergence = test_case.convergence;
+    options.folds = test_case.folds;
+    EXPECT_EQ(options.Validate(), test_case.expected)
+        << test_case.max_iterations << " " << test_case.convergence << " " << test_case.folds;
+  }
+  PCAFitOptions fixed;
+  fixed.component_mode = ComponentMode::kFixedNumber;
+  fixed.folds = 1;
+  EXPECT_EQ(fixed.Validate(), std::nullopt) << "folds matter only when cross-validation runs";
+}
+
+}  // namespace
+}  // namespace mspc
