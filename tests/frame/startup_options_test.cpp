@@ -328,9 +328,10 @@ TEST(StartupTwin, OKStoresTheOptionsInTheModelBeforeItRuns) {
   fake::Put(twin, "MaxIterations", std::int64_t{200});
   fake::Put(twin, "EpsilonOfConvergence", std::int64_t{0});
   fake::Put(twin, "AutoRemoveCases", true);
-  // No fit exists for this kind yet: the model refuses to run and the dialog stays.
+  // The table has names but no cases: the model stops on the training-case check and the
+  // dialog stays, with the options already stored in the model.
   EXPECT_FALSE(fake::Run(twin, "OK"));
-  EXPECT_EQ(fixture.host.messages.Count(MessageId::kFittingNotAvailable), 1);
+  EXPECT_EQ(fixture.host.messages.Count(MessageId::kTooFewTrainingCases), 1);
   EXPECT_FALSE(fixture.Exited());
 
   const auto& model = dynamic_cast<const CMultivariate&>(*fixture.analysis.CurrentModel());
