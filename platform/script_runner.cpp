@@ -50,39 +50,53 @@ std::optional<int> ScriptStepMachinery::TakePendingExit() {
 }
 
 std::optional<AutomationValue> ConvertScriptValue(const json& value, ValueType type) {
+  // Each branch builds its value in place: GCC 12 at -O2 warns about variants moved out of
+  // temporaries here (a false "may be used uninitialized"), which in-place emplacement avoids.
+  std::optional<AutomationValue> result;
   switch (type) {
     case ValueType::kBool:
-      if (value.is_boolean()) return AutomationValue(value.get<bool>());
-      return std::nullopt;
+      if (value.is_boolean()) result.emplace(std::in_place_type<bool>, value.get<bool>());
+      break;
     case ValueType::kInt:
-      if (IsWholeNumber(value)) return AutomationValue(value.get<std::int64_t>());
-      return std::nullopt;
+      if (IsWholeNumber(value)) {
+        result.emplace(std::in_place_type<std::int64_t>, value.get<std::int64_t>());
+      }
+      break;
     case ValueType::kDouble:
-      if (value.is_number()) return AutomationValue(value.get<double>());
-      return std::nullopt;
+      if (value.is_number()) result.emplace(std::in_place_type<double>, value.get<double>());
+      break;
     case ValueType::kString:
-      if (value.is_string()) return AutomationValue(value.get<std::string>());
-      return std::nullopt;
+      if (value.is_string()) {
+        result.emplace(std::in_place_type<std::string>, value.get<std::string>());
+      }
+      break;
     case ValueType::kStringList:
-      if (auto items = ListOf<std::string>(value, IsString)) return AutomationValue(*items);
-      return std::nullopt;
+      if (auto items = ListOf<std::string>(value, IsString)) {
+        result.emplace(std::in_place_type<std::vector<std::string>>, std::move(*items));
+      }
+      break;
     case ValueType::kIntList:
-      if (auto items = ListOf<std::int64_t>(value, IsWholeNumber)) return AutomationValue(*items);
-      return std::nullopt;
+      if (auto items = ListOf<std::int64_t>(value, IsWholeNumber)) {
+        result.emplace(std::in_place_type<std::vector<std::int64_t>>, std::move(*items));
+      }
+      break;
     case ValueType::kDoubleList:
-      if (auto items = ListOf<double>(value, IsNumber)) return AutomationValue(*items);
-      return std::nullopt;
+      if (auto items = ListOf<double>(value, IsNumber)) {
+        result.emplace(std::in_place_type<std::vector<double>>, std::move(*items));
+      }
+      break;
     case ValueType::kNumberMap: {
-      if (!value.is_object()) return std::nullopt;
+      if (!value.is_object()) break;
       std::map<std::string, double> items;
       for (const auto& [key, item] : value.items()) {
         if (!item.is_number()) return std::nullopt;
         items[key] = item.get<double>();
       }
-      return AutomationValue(std::move(items));
+      result.emplace(std::in_place_type<std::map<std::string, double>>, std::move(items));
+      break;
     }
   }
-  return std::nullopt;
+  return result;
 }
 
 json ScriptValueOf(const AutomationValue& value) {
