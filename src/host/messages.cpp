@@ -274,6 +274,9 @@ constexpr Entry kTable[] = {
     {3213, "Squared residual"},
     {3214, "Residual"},
 
+    {4000, "Regression"},
+    {4001, "Classification"},
+
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},
     {8002, "%s:%d: %s.%s takes a %s."},
