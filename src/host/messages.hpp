@@ -148,6 +148,8 @@ enum class MessageId : int {
   // PLS engine.
   kPLSRegression = 4000,
   kPLSClassification = 4001,
+  kPLSVariableInBothRoles = 4002,
+  kPLSNoDependentSelected = 4003,
 
   // The command-line host's own messages.
   kScriptWrongDialog = 8000,
