@@ -274,6 +274,15 @@ constexpr Entry kTable[] = {
     {3213, "Squared residual"},
     {3214, "Residual"},
 
+    {4000, "Regression"},
+    {4001, "Classification"},
+    {4002,
+     "The variable %s is selected both as a dependent and as a predictor variable. A variable "
+     "can take only one role in the partial least squares analysis."},
+    {4003,
+     "No dependent variable is selected. Select at least one dependent variable for the partial "
+     "least squares analysis."},
+
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},
     {8002, "%s:%d: %s.%s takes a %s."},

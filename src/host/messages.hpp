@@ -145,6 +145,12 @@ enum class MessageId : int {
   kSquaredResidualSeries = 3213,
   kResidualSeries = 3214,
 
+  // PLS engine.
+  kPLSRegression = 4000,
+  kPLSClassification = 4001,
+  kPLSVariableInBothRoles = 4002,
+  kPLSNoDependentSelected = 4003,
+
   // The command-line host's own messages.
   kScriptWrongDialog = 8000,
   kScriptUnknownProperty = 8001,
