@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ struct RunRequest {
   OutputFormats formats;
   bool automation = true;  // run by script: informative notes are not shown
   bool progress_on_terminal = false;
+  /// Completes the script once the table is loaded (a command that selects the table's
+  /// variables); may be empty.
+  std::function<void(Script&, const DataTable&)> complete_script;
 };
 
 /// Load the script and the data table, run the analysis through its steps, and write the
