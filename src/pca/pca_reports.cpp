@@ -272,6 +272,21 @@ Spreadsheet CaseByVariableSheet(std::string title,
   return sheet;
 }
 
+// The residual SS of column `col` after the first `components` components: the residual of
+// the model with the later components added back.
+double ResidualSSAfter(const PCAEngine& engine, std::size_t col, int components) {
+  double sum = 0.0;
+  for (std::size_t row = 0; row < engine.Rows(); ++row) {
+    if (!engine.IsValidCell(row, col)) continue;
+    double residual = engine.Residual(row, col);
+    for (std::size_t b = engine.Nodes().size(); b-- > static_cast<std::size_t>(components);) {
+      residual += engine.Nodes()[b].t[row] * engine.Nodes()[b].p[col];
+    }
+    sum += residual * residual;
+  }
+  return sum;
+}
+
 bool ParseCaseNumber(std::string_view text, int& number) {
   const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
   return result.ec == std::errc() && result.ptr == text.data() + text.size();
@@ -855,16 +870,15 @@ Spreadsheet PCAVariableStatistics(const PCAEngine& engine, const WorkingData& da
   for (std::size_t index = 0; index < cols.size(); ++index) {
     const std::size_t col = cols[index];
     const double total = engine.VariableTotalSS()[col];
-    double cumulative = 0.0;
-    for (int a = 1; a <= component; ++a) {
-      cumulative += Node(engine, a).explained_ss_per_variable[col];
-    }
     const bool has_total = !IsTolerantZero(total);
-    sheet.rows[index].cells = {
-        Number(has_total ? node.explained_ss_per_variable[col] / total : kMissingValue),
-        Number(has_total ? cumulative / total : kMissingValue),
-        Number(node.press_per_variable[col]),
-        Number(node.q2_per_variable[col])};
+    // Explained shares as 1 - residual SS / total SS, like the summary's R²X: the squares of the
+    // rank-one pieces do not add up exactly when the loadings are not exactly orthogonal.
+    const double after = ResidualSSAfter(engine, col, component);
+    const double before = ResidualSSAfter(engine, col, component - 1);
+    sheet.rows[index].cells = {Number(has_total ? (before - after) / total : kMissingValue),
+                               Number(has_total ? 1.0 - after / total : kMissingValue),
+                               Number(node.press_per_variable[col]),
+                               Number(node.q2_per_variable[col])};
   }
   return sheet;
 }
