@@ -61,9 +61,9 @@ std::vector<double> ComputeModelSPE(const PCAEngine& engine);
 /// Distance of every row to the model and the pooled s0.
 DistanceToModel ComputeModelDistance(const PCAEngine& engine);
 
-// One function per report. Rows are the model's non-excluded variables ("Variable") or
-// observations ("Case"); a missing value is an empty cell. The reports that need components
-// (loadings, scores, T², T² and score contributions) expect at least one.
+// One function per report. Rows are the model's non-excluded variables or observations, headed
+// by the row-header texts of the string table; a missing value is an empty cell. The reports that
+// need components (loadings, scores, T², T² and score contributions) expect at least one.
 
 /// "Principal Components Analysis Summary": one row per accepted component.
 Spreadsheet PCASummary(const PCAEngine& engine);

@@ -194,7 +194,8 @@ TEST(CrossValidationProgress, CaptionsNameTheComponentAndTheGroup) {
 
 TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
   PCAEngine reference = StandardisedEngine(RankThreeData(8), CrossValidated(1));
-  ASSERT_EQ(reference.FitNextComponent(ComponentMode::AutoFitByCrossValidation), NodeState::kAccepted);
+  ASSERT_EQ(reference.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
+            NodeState::kAccepted);
   struct Case {
     int threads;
     const char* cancel_after_caption;
@@ -277,7 +278,8 @@ TEST_F(JudgeRules, FirstComponentAgainstItsLimit) {
 }
 
 TEST_F(JudgeRules, LaterComponentsAreRefusedByTheirKind) {
-  ASSERT_EQ(engine_.FitNextComponent(ComponentMode::AutoFitByCrossValidation), NodeState::kAccepted);
+  ASSERT_EQ(engine_.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
+            NodeState::kAccepted);
   const CPCANode& first = engine_.Nodes()[0];
   const auto second = [&](double q2, std::vector<double> q2_per_variable) {
     CPCANode node = engine_.NewNode();

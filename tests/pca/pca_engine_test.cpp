@@ -285,14 +285,16 @@ TEST(PCAEngineStopping, DegreesOfFreedomAllowAtMostMinOfNMinusOneAndK) {
   EXPECT_EQ(engine.AutoFit(), 4);
   EXPECT_GT(engine.ResidualDegreesOfFreedom(), 0);
   EXPECT_EQ(engine.ResidualDegreesOfFreedom(), 40 - (11 + 9 + 7 + 5));
-  EXPECT_EQ(engine.FitNextComponent(ComponentMode::FixedNumberOfComponents), NodeState::kTooManyComponents);
+  EXPECT_EQ(engine.FitNextComponent(ComponentMode::FixedNumberOfComponents),
+            NodeState::kTooManyComponents);
   EXPECT_EQ(engine.RefusalMessage(), MessageId::kDegreesOfFreedomNotEnough);
   EXPECT_EQ(engine.ComponentCount(), 4);
 
   PCAEngine two = StandardisedEngine(raw, FixedCount(2));
   EXPECT_EQ(two.AutoFit(), 2);
   EXPECT_FALSE(two.RefusalMessage().has_value()) << "reaching the count is no refusal";
-  EXPECT_EQ(two.FitNextComponent(ComponentMode::FixedNumberOfComponents), NodeState::kTooManyComponents);
+  EXPECT_EQ(two.FitNextComponent(ComponentMode::FixedNumberOfComponents),
+            NodeState::kTooManyComponents);
   EXPECT_EQ(two.RefusalMessage(), MessageId::kNoAdditionalModel);
 }
 
