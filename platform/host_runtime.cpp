@@ -145,9 +145,9 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   const std::string script_name = request.script_path.empty() ? "script" : request.script_path;
   ScriptRunner runner(services, machinery, script_name);
   RunStatus status = runner.Run(*script, request.record_path.empty() ? nullptr : &recorded);
-  // A cancel that the model absorbed (it keeps the components accepted before it and the run
-  // goes on to their reports) still makes the run a cancelled one.
-  if (status == RunStatus::kCompleted && TerminalProgress::CancelPending()) {
+  // A cancel makes the run a cancelled one, also when the model absorbed it (it keeps the
+  // components accepted before it and the run goes on to their reports).
+  if (status != RunStatus::kInputError && TerminalProgress::CancelPending()) {
     status = RunStatus::kCancelled;
   }
 

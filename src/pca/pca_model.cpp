@@ -13,6 +13,19 @@ namespace {
 // column count always fits the 32-bit counts of the model document.
 constexpr int kMaxPCAVariables = 100000;
 
+// Puts an engine's fit options back when it goes out of scope.
+class OptionsRestorer {
+ public:
+  explicit OptionsRestorer(PCAEngine& engine) : engine_(engine), saved_(engine.Options()) {}
+  ~OptionsRestorer() { engine_.SetOptions(saved_); }
+  OptionsRestorer(const OptionsRestorer&) = delete;
+  OptionsRestorer& operator=(const OptionsRestorer&) = delete;
+
+ private:
+  PCAEngine& engine_;
+  PCAFitOptions saved_;
+};
+
 }  // namespace
 
 CPCAModel::CPCAModel(CAnalysisSupport* analysis) : CMultivariate(analysis) {}
@@ -76,21 +89,15 @@ std::optional<MessageId> CPCAModel::AddNextComponent() {
   PCAEngine& engine = *engine_;
   // The user asks for one more component: the fixed count and the eigenvalue limit do not hold
   // it back; cross-validation, where the options have it, still fills its Q² and significance.
-  const PCAFitOptions saved = engine.Options();
-  PCAFitOptions options = saved;
+  // The options go back as they were however the fit ends.
+  const OptionsRestorer restore(engine);
+  PCAFitOptions options = engine.Options();
   options.max_components = std::max(options.max_components, engine.ComponentCount() + 1);
   engine.SetOptions(options);
   const bool validates = SelectCrossValidationPass(options.cross_validation_method,
                                                    options.grouped) != CrossValidationPass::kNone;
-  NodeState state = NodeState::kUndecided;
-  try {
-    state = engine.FitNextComponent(validates ? ComponentMode::AutoFitByCrossValidation
-                                              : ComponentMode::FixedNumberOfComponents);
-  } catch (...) {
-    engine.SetOptions(saved);
-    throw;
-  }
-  engine.SetOptions(saved);
+  const NodeState state = engine.FitNextComponent(
+      validates ? ComponentMode::AutoFitByCrossValidation : ComponentMode::FixedNumberOfComponents);
   if (state == NodeState::kTooManyComponents) return engine.RefusalMessage();
   if (!IsAccepted(state)) engine.AcceptComponent(engine.LastCandidate());
   return std::nullopt;
