@@ -73,10 +73,12 @@ int main(int argc, char** argv) {
   // `fit` and `demo` are the user's own commands, not automation: their notes are shown.
   if (fit->parsed()) {
     request.script = mspc::platform::BuildFitPCAScript(fit_arguments);
+    request.script_name = "fit pca";
     request.automation = false;
     request.complete_script = mspc::platform::SelectAllContinuousVariables;
   } else if (demo->parsed()) {
     request.script = mspc::platform::BuildDemoScript(DemoDataPath());
+    request.script_name = "demo";
     request.automation = false;
     request.complete_script = mspc::platform::SelectAllContinuousVariables;
   }

@@ -23,6 +23,13 @@ ScriptEntry Entry(std::string dialog,
   return entry;
 }
 
+// Entries of a built script are numbered 1, 2, 3 in place of lines, for the messages.
+void NumberEntries(Script& script) {
+  for (std::size_t index = 0; index < script.steps.size(); ++index) {
+    script.steps[index].line = static_cast<int>(index) + 1;
+  }
+}
+
 ScriptEntry ChoosePCA() { return Entry("MSPCStartup", {{"SelectedKind", 1}}, {"OK"}); }
 
 // Automatic removal keeps a command-line fit going past a constant or sparse column; the notes
@@ -88,6 +95,7 @@ Script BuildFitPCAScript(const FitPCAArguments& arguments) {
   script.steps = {ChoosePCA(),
                   Entry(kStartupDialog, std::move(startup), {"OK"}),
                   Entry("PCAResults", std::move(results), CommonPCAReports())};
+  NumberEntries(script);
   return script;
 }
 
@@ -107,6 +115,7 @@ Script BuildDemoScript(const std::string& data) {
       ChoosePCA(),
       Entry(kStartupDialog, std::move(startup), {"OK"}),
       Entry("PCAResults", {{"NumberOfEigenvaluesToPlot", kDemoEigenvalues}}, std::move(reports))};
+  NumberEntries(script);
   return script;
 }
 

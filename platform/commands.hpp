@@ -29,8 +29,9 @@ struct FitPCAArguments {
 /// observation with the largest T².
 const std::vector<std::string>& CommonPCAReports();
 
-/// The script of `fit pca`: MSPC Startup (PCA), PCA Startup with the options given (unqualified
-/// variables and cases removed automatically), PCA Results with the common reports.
+/// The script of `fit pca`, its entries numbered 1 to 3 in place of lines: MSPC Startup (PCA), PCA
+/// Startup with the options given (unqualified variables and cases removed automatically), PCA
+/// Results with the common reports.
 Script BuildFitPCAScript(const FitPCAArguments& arguments);
 
 /// The script of `demo`: PCA with 7-fold cross-validation on every continuous variable of the

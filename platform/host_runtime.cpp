@@ -142,7 +142,8 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   recorded.select = script->select;
   recorded.weight = script->weight;
   recorded.categorical = script->categorical;
-  const std::string script_name = request.script_path.empty() ? "script" : request.script_path;
+  const std::string script_name =
+      request.script_path.empty() ? request.script_name : request.script_path;
   ScriptRunner runner(services, machinery, script_name);
   RunStatus status = runner.Run(*script, request.record_path.empty() ? nullptr : &recorded);
   // A cancel makes the run a cancelled one, also when the model absorbed it (it keeps the

@@ -19,9 +19,10 @@ struct OutputFormats {
 /// One run of the analysis: a script (from a file or built by a command), where its data and
 /// outputs are, and whether it is an automation run.
 struct RunRequest {
-  std::string script_path;       // the script file; empty when `script` is given
-  std::optional<Script> script;  // a script built by a command (fit, demo)
-  std::string data_override;     // replaces the script's data file when not empty
+  std::string script_path;             // the script file; empty when `script` is given
+  std::optional<Script> script;        // a script built by a command (fit, demo)
+  std::string script_name = "script";  // names a built script in messages
+  std::string data_override;           // replaces the script's data file when not empty
   std::string out_dir = "out";
   std::string record_path;  // write the run's script here when not empty
   OutputFormats formats;

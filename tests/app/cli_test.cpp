@@ -189,6 +189,12 @@ TEST(CommandLineRun, StartupRefusalsAndCorrectionsReachTheMessagesAndTheRecord) 
   EXPECT_EQ(run.status, 2);
   EXPECT_TRUE(run.HasMessage("The maximum number of iterations must be between 1 and 1000."));
 
+  // A built script names its command and entry where a file would name its path and line.
+  run = RunCli(folder, "fit pca --data " + Quoted(data) + " --vars x1,zz");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.stderr_text,
+              HasSubstr("fit pca:2: PCAStartup.Variables: The property Variables names \"zz\""));
+
   const std::string memory =
       folder.Write("memory.json", ScriptWith(data, R"("Variables": ["x1", "x2"],
       "ApplyMemoryLimit": true, "MemoryLimitInMB": 40000)"));
