@@ -13,6 +13,21 @@ namespace {
 
 extern "C" void OnInterrupt(int /*signal*/) { mspc::platform::TerminalProgress::RequestCancel(); }
 
+// --format of a command that writes reports; the value is checked as it is read.
+void AddFormatOption(CLI::App* command, mspc::platform::OutputFormats* formats) {
+  command
+      ->add_option_function<std::string>(
+          "--format",
+          [formats](const std::string& text) {
+            std::string error;
+            const auto parsed = mspc::platform::ParseOutputFormats(text, &error);
+            if (!parsed) throw CLI::ValidationError(error);
+            *formats = *parsed;
+          },
+          "Report files to write, comma separated: json, xlsx, html")
+      ->default_str(std::string(mspc::platform::kAllOutputFormats));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -29,6 +44,7 @@ int main(int argc, char** argv) {
   run->add_option("--data", request.data_override, "Data table replacing the script's");
   run->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   run->add_option("--record", request.record_path, "Write the script of the run to this file");
+  AddFormatOption(run, &request.formats);
 
   CLI11_PARSE(app, argc, argv);
 

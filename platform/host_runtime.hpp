@@ -5,15 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/output_formats.hpp"
 #include "platform/script.hpp"
 #include "platform/script_runner.hpp"
 
 namespace mspc::platform {
-
-/// Which files a run writes besides the messages.
-struct OutputFormats {
-  bool json = true;
-};
 
 /// One run of the analysis: a script (from a file or built by a command), where its data and
 /// outputs are, and whether it is an automation run.
