@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -109,6 +110,9 @@ class Axis {
       if (!(include_zero && low == 0.0)) low -= pad;
       if (!(include_zero && high == 0.0)) high += pad;
     }
+    // Padding past the largest double would make the ends infinite.
+    low = std::max(low, std::numeric_limits<double>::lowest());
+    high = std::min(high, std::numeric_limits<double>::max());
     low_ = low;
     high_ = high;
     ChooseTicks();
@@ -129,7 +133,7 @@ class Axis {
 
  private:
   void ChooseTicks() {
-    const double raw_step = (high_ * 0.5 - low_ * 0.5) * 2.0 / kTargetTickCount;
+    const double raw_step = (high_ * 0.5 - low_ * 0.5) / (kTargetTickCount / 2.0);
     const double power = std::pow(10.0, std::floor(std::log10(raw_step)));
     const double fraction = raw_step / power;
     const double nice = fraction < 1.5 ? 1.0 : fraction < 3.0 ? 2.0 : fraction < 7.0 ? 5.0 : 10.0;
