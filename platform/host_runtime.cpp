@@ -106,8 +106,6 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   table_options.weight_variable = script->weight;
   const std::string data_path = ResolveDataPath(
       request.data_override.empty() ? script->data : request.data_override, request.script_path);
-  // A cancel asked for while the table is read is kept for the analysis's first poll.
-  TerminalProgress::ResetCancel();
   TableLoadResult loaded = LoadTable(data_path, table_options);
   if (!loaded.table) {
     messages.Show(MessageKind::kStop, MessageId::kDataFileUnreadable, loaded.error);

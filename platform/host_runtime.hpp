@@ -26,7 +26,8 @@ struct RunRequest {
 
 /// Load the script and the data table, run the analysis through its steps, and write the
 /// outputs (reports, messages, recorded script). Messages go to `err` as well. Returns the run
-/// status; the outputs are written whatever the status.
+/// status; the outputs are written whatever the status. A cancel requested before the fit
+/// polls (Ctrl-C while the table is read, say) stops the run at its first poll.
 RunStatus RunAnalysis(const RunRequest& request, std::ostream& err);
 
 }  // namespace mspc::platform

@@ -90,10 +90,8 @@ class ReadStatLoader {
     }
     const readstat_error_t parsed = Parse();
     if (parsed != READSTAT_OK) {
-      std::string detail = handler_error_;
-      if (detail.empty()) detail = library_error_;
-      if (detail.empty()) detail = readstat_error_message(parsed);
-      while (!detail.empty() && (detail.back() == '\n' || detail.back() == ' ')) detail.pop_back();
+      const std::string detail =
+          handler_error_.empty() ? readstat_error_message(parsed) : handler_error_;
       return Fail(FormatMessage(FormatMessageId(format_), path_, detail));
     }
     if (variables_.empty()) return Fail(FormatMessage(MessageId::kReadStatNoVariables, path_));
@@ -211,10 +209,9 @@ class ReadStatLoader {
     });
   }
 
-  static void OnError(const char* message, void* context) {
-    auto& loader = *static_cast<ReadStatLoader*>(context);
-    if (message != nullptr && loader.library_error_.empty()) loader.library_error_ = message;
-  }
+  // The library's own error texts repeat its error code with its internals (return values,
+  // errno); the code's message is what the user is shown, so they are not kept.
+  static void OnError(const char* /*message*/, void* /*context*/) {}
 
   ReadStatLoadResult Fail(std::string message) const {
     ReadStatLoadResult result;
@@ -376,7 +373,6 @@ class ReadStatLoader {
   std::size_t reserved_rows_ = 0;
   std::size_t num_cases_ = 0;
   std::string handler_error_;  // why a handler stopped the parse
-  std::string library_error_;  // what the library reported
 };
 
 }  // namespace
