@@ -33,11 +33,9 @@ constexpr double kRotatedCharWidth = 5.0;   // the same, projected on the uprigh
 constexpr double kLineLabelSpacing = 14.0;  // closer labels of horizontal lines alternate sides
 constexpr int kTargetTickCount = 6;
 constexpr int kMaxTickCount = 24;
-constexpr std::size_t kMaxMarkedPoints = 2000;     // markers on every point up to this many
-constexpr std::size_t kMaxLineMarkedPoints = 100;  // the same for plain line charts
-constexpr std::size_t kMaxLabelledPoints = 200;    // scatterplot points named beside them
-constexpr std::size_t kMaxCategoryLabels = 40;     // bar labels shown, every k-th beyond this
-constexpr double kBarFill = 0.8;                   // share of a category's width its bars take
+constexpr std::size_t kMaxLabelledPoints = 200;  // scatterplot points named beside them
+constexpr std::size_t kMaxCategoryLabels = 40;   // bar labels shown, every k-th beyond this
+constexpr double kBarFill = 0.8;                 // share of a category's width its bars take
 
 constexpr std::array<const char*, 8> kSeriesColours = {
     "#1f77b4", "#2ca02c", "#9467bd", "#8c564b", "#17becf", "#7f7f7f", "#bcbd22", "#e377c2"};
@@ -194,8 +192,10 @@ class SvgChart {
       DrawBars();
     } else {
       DrawXAxis();
-      DrawLimitLines();
+      // Data first, then the limit lines over it, then the marked points over both.
       DrawSeries();
+      DrawLimitLines();
+      DrawBeyondPoints();
     }
     DrawAxisTitles(x_title_y);
     if (points_.x.empty()) {
@@ -312,9 +312,11 @@ class SvgChart {
         }
         previous_label_y = label_y;
       } else {
-        label_x = x0 + 4;
+        // Beside the top of the line, on the side facing the middle of the plot.
+        const bool right_half = x0 > (kPlotLeft + kPlotRight) / 2;
+        label_x = right_half ? x0 - 4 : x0 + 4;
         label_y = std::min(y0, y1) + 13;
-        anchor = "start";
+        anchor = right_half ? "end" : "start";
       }
       out_ += "<text x=\"" + Px(label_x) + "\" y=\"" + Px(label_y) + "\" text-anchor=\"" + anchor +
               "\">" + EscapeHtml(line.label) + "</text></g>";
@@ -346,20 +348,16 @@ class SvgChart {
           out_ += "<path d=\"" + path + "\" fill=\"none\" stroke=\"" + colour + "\"/>";
         }
       }
-      const std::size_t marker_limit = scatter                              ? count
-                                       : graph_.type == GraphType::kControl ? kMaxMarkedPoints
-                                                                            : kMaxLineMarkedPoints;
+      const std::size_t marker_limit = scatter ? count
+                                       : graph_.type == GraphType::kControl
+                                           ? kMaxMarkedControlPoints
+                                           : kMaxMarkedLinePoints;
       const bool named = scatter && !series.labels.empty() && count <= kMaxLabelledPoints;
       for (std::size_t point = 0; point < count; ++point) {
         const double x = PointX(series, point);
         const double y = series.y[point];
         if (!std::isfinite(x) || !std::isfinite(y)) continue;
-        const bool beyond = IsBeyond(s, point);
-        if (beyond) {
-          out_ += "<circle class=\"beyond\" cx=\"" + Px(X(x)) + "\" cy=\"" + Px(Y(y)) +
-                  "\" r=\"4\" fill=\"" + kBeyondColour + "\"><title>" +
-                  EscapeHtml(PointName(series, point)) + ": " + NumberText(y) + "</title></circle>";
-        } else if (count <= marker_limit) {
+        if (!IsBeyond(s, point) && count <= marker_limit) {
           out_ += "<circle cx=\"" + Px(X(x)) + "\" cy=\"" + Px(Y(y)) + "\" r=\"" +
                   (scatter ? "3" : "2.2") + "\" fill=\"" + colour + "\"/>";
         }
@@ -370,6 +368,20 @@ class SvgChart {
       }
       out_ += "</g>";
     }
+  }
+
+  // The points beyond the control limit, drawn last so that nothing covers them.
+  void DrawBeyondPoints() {
+    if (beyond_.empty()) return;
+    out_ += "<g class=\"beyond-points\">";
+    for (const PointRef& ref : beyond_) {
+      const GraphSeries& series = graph_.series[ref.series];
+      const double y = series.y[ref.point];
+      out_ += "<circle class=\"beyond\" cx=\"" + Px(X(PointX(series, ref.point))) + "\" cy=\"" +
+              Px(Y(y)) + "\" r=\"4\" fill=\"" + kBeyondColour + "\"><title>" +
+              EscapeHtml(PointName(series, ref.point)) + ": " + NumberText(y) + "</title></circle>";
+    }
+    out_ += "</g>";
   }
 
   std::size_t CategoryCount() const {
@@ -578,8 +590,12 @@ void AppendSpreadsheet(std::string& out, const Spreadsheet& sheet, const HtmlRep
 void AppendBeyondList(std::string& out, const Graph& graph, const HtmlReportOptions& opts) {
   const std::vector<PointRef> beyond = PointsBeyondControl(graph);
   if (beyond.empty()) return;
-  out += "<div class=\"beyond-list\"><h3>" +
-         EscapeHtml(MessageText(MessageId::kReportPointsBeyondControl)) + "</h3>";
+  // A short list is open; a long one is folded so that the next chart stays near.
+  constexpr std::size_t kOpenListRows = 20;
+  out += std::string(beyond.size() <= kOpenListRows ? "<details class=\"beyond-list\" open>"
+                                                    : "<details class=\"beyond-list\">") +
+         "<summary>" + EscapeHtml(MessageText(MessageId::kReportPointsBeyondControl)) + " (" +
+         std::to_string(beyond.size()) + ")</summary>";
   std::size_t start = 0;
   while (start < beyond.size()) {
     const std::size_t series_index = beyond[start].series;
@@ -588,7 +604,8 @@ void AppendBeyondList(std::string& out, const Graph& graph, const HtmlReportOpti
     const GraphSeries& series = graph.series[series_index];
     out += "<div class=\"table-wrap\"><table><thead><tr><th>" +
            EscapeHtml(MessageText(MessageId::kReportPointLabel)) + "</th><th>" +
-           EscapeHtml(graph.x_label) + "</th><th>" + EscapeHtml(series.name) +
+           EscapeHtml(graph.x_label) + "</th><th>" +
+           EscapeHtml(graph.type == GraphType::kScatter ? graph.y_label : series.name) +
            "</th></tr></thead><tbody>";
     const std::size_t shown = std::min(end - start, opts.max_table_rows);
     for (std::size_t i = start; i < start + shown; ++i) {
@@ -602,13 +619,14 @@ void AppendBeyondList(std::string& out, const Graph& graph, const HtmlReportOpti
     if (shown < end - start) out += ShortenedNote(shown, end - start, opts);
     start = end;
   }
-  out += "</div>";
+  out += "</details>";
 }
 
 constexpr const char* kStyle =
     "body{font-family:system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu Sans',sans-serif;"
     "margin:0 auto;max-width:1120px;padding:16px 24px;color:#222;background:#fff}"
-    "h1{font-size:1.5em}h2{font-size:1.2em;margin:0 0 4px}h3{font-size:1em}"
+    "h1{font-size:1.5em}h2{font-size:1.2em;margin:0 0 4px}"
+    "summary{font-weight:600;cursor:pointer;margin:8px 0}"
     "nav ol{columns:2;font-size:.9em}"
     "section.report{border-top:1px solid #ccc;padding:16px 0}"
     "p.subtitle{margin:2px 0;color:#444}p.footnote{font-size:.85em;color:#555}"
@@ -623,7 +641,9 @@ constexpr const char* kStyle =
     "svg .plot{fill:#fff;stroke:none}svg .grid{stroke:#e6e6e6}svg .axis,svg .tick{stroke:#444}"
     "svg .tick-label{fill:#444;font-size:11px}svg .axis-title{font-weight:600}"
     "svg .series path{stroke-width:1.4}svg .point-label{font-size:10px;fill:#333}"
-    "svg .limit line{stroke-width:1.5}svg .limit text{font-size:11px}"
+    "svg .limit line{stroke-width:1.5}"
+    "svg .limit text{font-size:11px;paint-order:stroke;stroke:#fff;stroke-width:3px;"
+    "stroke-linejoin:round}"
     "svg .limit.control line{stroke:#b00000}svg .limit.control text{fill:#b00000}"
     "svg .limit.warning line{stroke:#d98200;stroke-dasharray:6 4}"
     "svg .limit.warning text{fill:#a86500}"

@@ -10,6 +10,12 @@
 
 namespace mspc::platform {
 
+/// Markers on each point of a control chart up to this many points, of a line chart up to the
+/// second; beyond, the line alone reads better. Points beyond the control limit are always
+/// marked.
+inline constexpr std::size_t kMaxMarkedControlPoints = 300;
+inline constexpr std::size_t kMaxMarkedLinePoints = 100;
+
 /// `text` made safe for XML and HTML: byte sequences that are not UTF-8 become U+FFFD, and
 /// control characters other than tab and line feed (which XML 1.0 does not allow, or which
 /// would break a line) become a space. Valid text comes back unchanged.

@@ -26,7 +26,7 @@ constexpr std::size_t kMaxCellBytes = 32767;  // a cell holds at most this many 
 constexpr lxw_row_t kChartRows = 24;          // rows the chart covers above a graph's data
 constexpr double kChartXScale = 1.6;          // of the default 480 x 288 pixels
 constexpr double kChartYScale = 1.6;
-constexpr std::size_t kMaxPointsWithMarkers = 100;  // line charts mark each point up to this
+constexpr float kDataLineWidth = 1.0F;  // points
 constexpr double kLabelColumnWidth = 14.0;
 constexpr double kMinColumnWidth = 10.0;
 constexpr double kMaxColumnWidth = 40.0;
@@ -444,11 +444,16 @@ class WorkbookWriter {
         chart_series_set_line(series, &none);
         chart_series_set_marker_type(series, LXW_CHART_MARKER_CIRCLE);
         chart_series_set_marker_size(series, 5);
-      } else if (graph.type == GraphType::kControl || rows <= kMaxPointsWithMarkers) {
-        chart_series_set_marker_type(series, LXW_CHART_MARKER_CIRCLE);
-        chart_series_set_marker_size(series, 3);
       } else {
-        chart_series_set_marker_type(series, LXW_CHART_MARKER_NONE);
+        // A thin line in the series' own colour leaves the limit lines visible between points.
+        lxw_chart_line thin{};
+        thin.width = kDataLineWidth;
+        chart_series_set_line(series, &thin);
+        const std::size_t marked =
+            graph.type == GraphType::kControl ? kMaxMarkedControlPoints : kMaxMarkedLinePoints;
+        chart_series_set_marker_type(
+            series, rows <= marked ? LXW_CHART_MARKER_CIRCLE : LXW_CHART_MARKER_NONE);
+        if (rows <= marked) chart_series_set_marker_size(series, 3);
       }
       any = true;
     }
@@ -482,7 +487,7 @@ class WorkbookWriter {
       none.none = LXW_TRUE;
       chart_series_set_line(series, &none);
       chart_series_set_marker_type(series, LXW_CHART_MARKER_CIRCLE);
-      chart_series_set_marker_size(series, 7);
+      chart_series_set_marker_size(series, 5);
       lxw_chart_fill fill{};
       fill.color = kBeyondColour;
       chart_series_set_marker_fill(series, &fill);

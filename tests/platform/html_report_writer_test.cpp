@@ -134,7 +134,7 @@ TEST(HtmlChart, ControlChartMarksExactlyThePointsAboveItsControlLine) {
 
   // Under the chart, the page lists the marked cases by their labels.
   const std::string page = ReportsToHtml({graph});
-  EXPECT_NE(page.find("<h3>Points beyond the control limit</h3>"), std::string::npos);
+  EXPECT_NE(page.find("<summary>Points beyond the control limit (3)</summary>"), std::string::npos);
   for (const std::size_t case_index : ReportSamples::BeyondCases()) {
     EXPECT_NE(page.find("<tr><td>case &lt;" + std::to_string(case_index + 1) + "&gt;</td>"),
               std::string::npos)
