@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -95,6 +96,25 @@ TEST(CommandLineMonitor, TheSavedModelReproducesTheChartsOfItsFit) {
       EXPECT_NEAR(y1[i], y0[i], 1e-10 * std::max(1.0, std::fabs(y0[i]))) << title << " " << i;
     }
     EXPECT_EQ((*after[0])["lines"].size(), (*before[0])["lines"].size());
+  }
+}
+
+TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {
+  TempFolder folder;
+  const std::string out = folder.File("out");
+  ASSERT_EQ(RunCli(folder, "demo --out " + Quoted(out)), 0) << ReadText(folder.File("stderr.txt"));
+  EXPECT_TRUE(std::filesystem::exists(out + "/model.pmml"));
+  const json monitored = Reports(out + "/monitor");
+  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
+    const auto charts = Graphs(monitored, title);
+    ASSERT_EQ(charts.size(), 1u) << title;
+    const auto y = (*charts[0])["series"][0]["y"].get<std::vector<double>>();
+    const double line = (*charts[0])["lines"][0]["value"].get<double>();
+    // The fault run leaves the normal-operation model: a good share of its samples lie above
+    // the 99 % line, far more than the 1 % of a run in control.
+    const auto above = std::count_if(y.begin(), y.end(), [line](double v) { return v > line; });
+    EXPECT_EQ(y.size(), 960u);
+    EXPECT_GT(above, 96) << title;
   }
 }
 
