@@ -38,6 +38,13 @@ void AddFormatOption(CLI::App* command, mspc::platform::OutputFormats* formats) 
       ->default_str(std::string(mspc::platform::kAllOutputFormats));
 }
 
+// The fault run the demo monitors with the model it saved.
+std::string DemoMonitorPath() {
+  const std::filesystem::path relative = "examples/data/d01_te.csv";
+  if (std::filesystem::exists(relative)) return relative.string();
+  return (std::filesystem::path(MSPC_EXAMPLES_DIR) / "d01_te.csv").string();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -86,6 +93,20 @@ int main(int argc, char** argv) {
   demo->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(demo, &request.formats);
 
+  mspc::platform::MonitorArguments monitor_arguments;
+  CLI::App* monitor = app.add_subcommand("monitor", "Score new data with saved model documents");
+  monitor->add_option("--model", monitor_arguments.models, "A model document (repeatable)")
+      ->required()
+      ->check(CLI::ExistingFile);
+  monitor->add_option("--data", monitor_arguments.data, "The data table (CSV)")->required();
+  monitor
+      ->add_option("--vars",
+                   monitor_arguments.variables,
+                   "Variables, comma separated (default: those the documents name)")
+      ->delimiter(',');
+  monitor->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
+  AddFormatOption(monitor, &request.formats);
+
   CLI11_PARSE(app, argc, argv);
 
   // `fit` and `demo` are the user's own commands, not automation: their notes are shown.
@@ -99,9 +120,23 @@ int main(int argc, char** argv) {
     request.script_name = "demo";
     request.automation = false;
     request.complete_script = mspc::platform::SelectAllContinuousVariables;
+  } else if (monitor->parsed()) {
+    request.script = mspc::platform::BuildMonitorScript(monitor_arguments);
+    request.script_name = "monitor";
+    request.automation = false;
   }
 
   std::signal(SIGINT, OnInterrupt);
   const mspc::platform::RunStatus status = mspc::platform::RunAnalysis(request, std::cerr);
-  return static_cast<int>(status);
+  if (!demo->parsed() || status != mspc::platform::RunStatus::kCompleted)
+    return static_cast<int>(status);
+
+  // The demo goes on to monitor a fault run with the model it has just saved.
+  mspc::platform::RunRequest monitoring = request;
+  monitoring.script = mspc::platform::BuildMonitorScript(
+      {{(std::filesystem::path(request.out_dir) / "model.pmml").string()}, DemoMonitorPath(), {}});
+  monitoring.script_name = "demo monitor";
+  monitoring.complete_script = nullptr;
+  monitoring.out_dir = (std::filesystem::path(request.out_dir) / "monitor").string();
+  return static_cast<int>(mspc::platform::RunAnalysis(monitoring, std::cerr));
 }

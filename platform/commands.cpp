@@ -107,7 +107,9 @@ Script BuildDemoScript(const std::string& data) {
 
   std::vector<std::string> reports = CommonPCAReports();
   reports.insert(reports.begin() + 1, "SummaryView");
-  reports.insert(reports.end(), {"ScatterplotsOfScores", "SpreadsheetOfImportanceOfPredictors"});
+  reports.insert(
+      reports.end(),
+      {"ScatterplotsOfScores", "SpreadsheetOfImportanceOfPredictors", "CodeGeneratorPMML"});
 
   Script script;
   script.data = data;
@@ -115,6 +117,18 @@ Script BuildDemoScript(const std::string& data) {
       ChoosePCA(),
       Entry(kStartupDialog, std::move(startup), {"OK"}),
       Entry("PCAResults", {{"NumberOfEigenvaluesToPlot", kDemoEigenvalues}}, std::move(reports))};
+  NumberEntries(script);
+  return script;
+}
+
+Script BuildMonitorScript(const MonitorArguments& arguments) {
+  std::vector<std::pair<std::string, json>> deployment = {{"ModelFiles", arguments.models}};
+  if (!arguments.variables.empty())
+    deployment.emplace_back(kVariablesProperty, arguments.variables);
+  Script script;
+  script.data = arguments.data;
+  script.steps = {Entry("MSPCStartup", {{"SelectedKind", 0}}, {"OK"}),
+                  Entry("MSPCDeployment", std::move(deployment), {"OK"})};
   NumberEntries(script);
   return script;
 }

@@ -36,8 +36,20 @@ Script BuildFitPCAScript(const FitPCAArguments& arguments);
 
 /// The script of `demo`: PCA with 7-fold cross-validation on every continuous variable of the
 /// table at `data` (the bundled normal-operation run), with the common reports, the summary
-/// overview, a scree plot of 20 eigenvalues, the score scatterplot and the variable importance.
+/// overview, a scree plot of 20 eigenvalues, the score scatterplot and the variable importance;
+/// the model is saved as `model.pmml` for the monitoring run that follows.
 Script BuildDemoScript(const std::string& data);
+
+/// The options of `krv-mspc monitor`.
+struct MonitorArguments {
+  std::vector<std::string> models;     // model document files, deployed side by side
+  std::string data;                    // the table of new cases
+  std::vector<std::string> variables;  // empty: the variables each document names
+};
+
+/// The script of `monitor`: MSPC Startup (Deployment), then Deployment Startup with the model
+/// files and variables, whose OK loads the models, scores the table and reports.
+Script BuildMonitorScript(const MonitorArguments& arguments);
 
 /// Give a PCA Startup entry that names no variables every continuous variable of `table`, in
 /// table order; a script that names its variables is left as it is.

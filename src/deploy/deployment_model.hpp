@@ -1,9 +1,14 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "deploy/pca_deployment.hpp"
+#include "deploy/pca_deployment_reports.hpp"
+#include "frame/output_auto_update.hpp"
+#include "host/xml_document.hpp"
 #include "models/base_model.hpp"
 
 namespace mspc {
@@ -14,19 +19,62 @@ struct ModelSource {
   bool is_file = true;
 };
 
+/// A loaded PCA model with the new cases it scored.
+struct DeployedPCAModel {
+  std::string name;  // the file name, or empty for a document given as text
+  LoadedPCAModel model;
+  PCADeploymentScores scores;
+};
+
 /// The deployment of saved model documents on the current table.
+///
+/// Loading reads every source in order with document type declarations prohibited, counts the
+/// model elements among the root's direct children and requires exactly one per document and
+/// one kind for all of them; the first failure ends the loading with its message and no model.
+/// The models are matched to the table by variable name: with no variables selected each
+/// document's own variables are read from the table; with a selection, every document must name
+/// exactly the selected variables, in any order.
 class CDeploymentModel : public CMultivariate {
  public:
+  /// The most variables one document may name.
+  static constexpr int kMaxVariables = 10000;
+
   explicit CDeploymentModel(CAnalysisSupport* analysis);
 
   ModelKind Kind() const override;
+  bool IsFitted() const override { return !pca_models_.empty(); }
 
   /// Replace the model documents to load, in the order they are to be loaded.
   void SetSources(std::vector<ModelSource> sources) { sources_ = std::move(sources); }
   const std::vector<ModelSource>& sources() const { return sources_; }
 
+  /// Load the sources, score the table's training cases with every model and report the
+  /// number of models loaded. Throws `AnalysisStop` with the first refusal.
+  void Run(const StartupOptions& options) override;
+
+  /// The kind of the models loaded, fixed by the first document.
+  std::optional<ModelKind> loaded_kind() const { return loaded_kind_; }
+  const std::vector<DeployedPCAModel>& pca_models() const { return pca_models_; }
+  const DeployedCases& cases() const { return cases_; }
+
+  /// The reports of every loaded model: T² and SPE(Q) charts with the stored lines, the score
+  /// spreadsheet, one score chart per component and the contributions of the cases above a
+  /// control line (or a note that there are none).
+  std::vector<RoutedOutput> Reports() const;
+
  private:
+  /// The root of every source's document, and the kind they share.
+  std::vector<XmlElement> LoadDocuments();
+  void ScorePCA(const std::vector<XmlElement>& documents, const StartupOptions& options);
+
   std::vector<ModelSource> sources_;
+  std::optional<ModelKind> loaded_kind_;
+  std::vector<DeployedPCAModel> pca_models_;
+  DeployedCases cases_;
 };
+
+/// The kind of model a document holds: the name of the one model element among the root's
+/// direct children. Returns the number of model elements found in `count`.
+std::optional<ModelKind> DocumentModelKind(const XmlElement& root, int& count);
 
 }  // namespace mspc

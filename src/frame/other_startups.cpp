@@ -78,6 +78,7 @@ bool DeploymentStartupDialog::OnOK() {
   startup.variables = options_.variables;
   model->ApplyOptions(startup);
   model->Run(startup);
+  for (const RoutedOutput& report : model->Reports()) owner.RouteOutput(report);
   return true;
 }
 

@@ -3,8 +3,12 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "export/c_code.hpp"
+#include "export/kvb_code.hpp"
+#include "export/model_document.hpp"
 #include "frame/automation_property.hpp"
 #include "frame/mspc.hpp"
+#include "host/data_table.hpp"
 #include "pca/pca_model.hpp"
 
 namespace mspc {
@@ -81,6 +85,9 @@ std::vector<AutomationCommand> PCAResults::Commands() {
       MSPC_RESULTS_COMMAND(RemoveAllComponent),
       MSPC_RESULTS_COMMAND(AutoFitMoreComponents),
       MSPC_RESULTS_COMMAND(Details),
+      MSPC_RESULTS_COMMAND(CodeGeneratorPMML),
+      MSPC_RESULTS_COMMAND(CodeGeneratorCLang),
+      MSPC_RESULTS_COMMAND(CodeGeneratorKVB),
   };
 }
 
@@ -150,6 +157,9 @@ bool PCAResults::XScoreSpreadsheet() { return Guarded(&CPCAResults::XScoreSpread
 bool PCAResults::LineplotsOfScores() { return Guarded(&CPCAResults::LineplotsOfScores); }
 bool PCAResults::ScatterplotsOfScores() { return Guarded(&CPCAResults::ScatterplotsOfScores); }
 bool PCAResults::TSquareChart() { return Guarded(&CPCAResults::TSquareChart); }
+bool PCAResults::CodeGeneratorPMML() { return Guarded(&CPCAResults::CodeGeneratorPMML); }
+bool PCAResults::CodeGeneratorCLang() { return Guarded(&CPCAResults::CodeGeneratorCLang); }
+bool PCAResults::CodeGeneratorKVB() { return Guarded(&CPCAResults::CodeGeneratorKVB); }
 bool PCAResults::TSquareSpreadsheet() { return Guarded(&CPCAResults::TSquareSpreadsheet); }
 bool PCAResults::SPEQChart() { return Guarded(&CPCAResults::SPEQChart); }
 bool PCAResults::SPEQSpreadsheet() { return Guarded(&CPCAResults::SPEQSpreadsheet); }
@@ -339,6 +349,50 @@ bool CPCAResults::TSquareChart() {
   Route(PCAT2Chart(
       model().engine(), model().working_data(), model().report_options().chart, probability()));
   return true;
+}
+
+bool CPCAResults::SaveAndShow(const std::string& extension,
+                              MessageId title,
+                              const std::string& text) {
+  const std::string file_name = model().report_options().export_file_name + extension;
+  if (DocumentStore* documents = analysis().host().documents) {
+    std::string error;
+    if (!documents->SaveDocument(file_name, text, &error)) {
+      return Refuse(MessageId::kDocumentNotSaved,
+                    FormatMessage(MessageId::kDocumentNotSaved, file_name, error));
+    }
+  }
+  Route(TextReport{std::string(MessageText(title)), text});
+  return true;
+}
+
+LoadedPCAModel CPCAResults::ExportModel() {
+  const CPCAModel& fitted = model();
+  LoadedPCAModel exported = PCADocumentModel(fitted.engine(),
+                                             fitted.working_data(),
+                                             fitted.startup_options().scaling,
+                                             fitted.report_options(),
+                                             probability());
+  exported.title = std::string(MessageText(MessageId::kAnalysisName));
+  if (const DataTable* table = analysis().host().table) exported.data_source = table->SourceName();
+  return exported;
+}
+
+bool CPCAResults::CodeGeneratorPMML() {
+  if (!ChartLimitsUsable() || !ScoreLimitsUsable()) return false;
+  std::string text;
+  WritePCADocument(ExportModel(), text);
+  return SaveAndShow(".pmml", MessageId::kPCADocumentTitle, text);
+}
+
+bool CPCAResults::CodeGeneratorCLang() {
+  if (!ChartLimitsUsable() || !ScoreLimitsUsable()) return false;
+  return SaveAndShow(".c", MessageId::kPCACCodeTitle, GeneratePCACCode(ExportModel()));
+}
+
+bool CPCAResults::CodeGeneratorKVB() {
+  if (!ChartLimitsUsable() || !ScoreLimitsUsable()) return false;
+  return SaveAndShow(".kvb", MessageId::kPCAKVBTitle, GeneratePCAKVBCode(ExportModel()));
 }
 
 bool CPCAResults::TSquareSpreadsheet() {

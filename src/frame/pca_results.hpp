@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "deploy/pca_document.hpp"
 #include "frame/analysis_dialog.hpp"
 #include "frame/output_auto_update.hpp"
 #include "host/automation.hpp"
@@ -92,6 +93,12 @@ class PCAResults final : public AutomationObject {
   bool AutoFitMoreComponents();
   /// Open the PCA Details dialog; closing it comes back to Results.
   bool Details();
+  /// Write the model document as `<ExportFileName>.pmml` and show it as a text report.
+  bool CodeGeneratorPMML();
+  /// Write C code that scores new cases as `<ExportFileName>.c` and show it.
+  bool CodeGeneratorCLang();
+  /// Write KVB code that scores new cases and draws their chart as `<ExportFileName>.kvb`.
+  bool CodeGeneratorKVB();
 
  private:
   bool Guarded(bool (CPCAResults::*command)());
@@ -138,8 +145,15 @@ class CPCAResults final : public CAnalysisModelessDialog {
   bool RemoveAllComponent();
   bool AutoFitMoreComponents();
   bool Details();
+  bool CodeGeneratorPMML();
+  bool CodeGeneratorCLang();
+  bool CodeGeneratorKVB();
 
  private:
+  /// Save `text` as the export file name with `extension` and route it titled `title`.
+  bool SaveAndShow(const std::string& extension, MessageId title, const std::string& text);
+  /// The fitted model with its limits, as its exports hold it.
+  LoadedPCAModel ExportModel();
   void Route(const RoutedOutput& output);
   bool Refuse(MessageId id, const std::string& text);
   /// Whether the model has a component; if not, warn that the report needs one.

@@ -1,0 +1,244 @@
+#include "deploy/pca_deployment_reports.hpp"
+
+#include <cmath>
+
+#include "host/messages.hpp"
+#include "models/monitoring.hpp"
+
+namespace mspc {
+namespace {
+
+std::string Text(MessageId id) { return std::string(MessageText(id)); }
+
+std::string CaseLabel(const DeployedCases& cases, std::size_t row) {
+  if (row < cases.names.size() && !cases.names[row].empty()) return cases.names[row];
+  return std::to_string(cases.numbers[row]);
+}
+
+GraphSeries CaseSeries(std::string name,
+                       const DeployedCases& cases,
+                       const std::vector<double>& values) {
+  GraphSeries series;
+  series.name = std::move(name);
+  for (std::size_t row = 0; row < values.size(); ++row) {
+    series.x.push_back(cases.numbers[row]);
+    series.y.push_back(values[row]);
+    series.labels.push_back(CaseLabel(cases, row));
+  }
+  return series;
+}
+
+void AddLine(Graph& graph, std::string label, double value, LimitKind kind) {
+  if (!std::isfinite(value)) return;
+  graph.lines.push_back({std::move(label), value, kind});
+}
+
+void AddSubtitle(std::vector<std::string>& subtitles, const std::string& model_name) {
+  if (!model_name.empty())
+    subtitles.push_back(FormatMessage(MessageId::kDeployModelSubtitle, model_name));
+}
+
+Graph StatisticChart(MessageId title,
+                     MessageId series,
+                     const std::vector<double>& values,
+                     const ControlLimitSet& limits,
+                     const DeployedCases& cases,
+                     const std::string& model_name) {
+  Graph graph;
+  graph.type = GraphType::kControl;
+  graph.title = Text(title);
+  AddSubtitle(graph.subtitles, model_name);
+  graph.x_label = Text(MessageId::kRowHeaderCase);
+  graph.y_label = Text(series);
+  graph.series.push_back(CaseSeries(graph.y_label, cases, values));
+  AddLine(graph,
+          FormatLimitLineLabel(limits.control_line, limits.control_limit, false),
+          limits.control_line,
+          LimitKind::kControl);
+  if (limits.warning) {
+    AddLine(graph,
+            FormatLimitLineLabel(limits.warning_line, limits.warning_limit, true),
+            limits.warning_line,
+            LimitKind::kWarning);
+  }
+  return graph;
+}
+
+bool Above(double value, double line) {
+  return std::isfinite(value) && std::isfinite(line) && value > line;
+}
+
+Spreadsheet ContributionSheet(MessageId title,
+                              const LoadedPCAModel& model,
+                              const DeployedCases& cases,
+                              const std::vector<std::size_t>& flagged) {
+  Spreadsheet sheet;
+  sheet.title = Text(title);
+  sheet.row_header = Text(MessageId::kRowHeaderCase);
+  for (const DocumentColumn& column : model.columns) {
+    const DocumentField& field = model.fields[column.field];
+    std::string name = field.name;
+    if (field.categorical) {
+      for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
+        if (field.category_codes[c] == column.code) name += ": " + field.category_labels[c];
+      }
+    }
+    sheet.columns.push_back(name);
+  }
+  for (std::size_t row : flagged) sheet.rows.push_back({CaseLabel(cases, row), {}});
+  return sheet;
+}
+
+ReportCell Cell(double value) {
+  if (std::isnan(value)) return std::monostate{};
+  return value;
+}
+
+}  // namespace
+
+Graph DeployedT2Chart(const LoadedPCAModel& model,
+                      const PCADeploymentScores& scores,
+                      const DeployedCases& cases,
+                      const std::string& model_name) {
+  return StatisticChart(
+      MessageId::kT2ChartTitle, MessageId::kT2Series, scores.t2, model.t2, cases, model_name);
+}
+
+Graph DeployedSPEChart(const LoadedPCAModel& model,
+                       const PCADeploymentScores& scores,
+                       const DeployedCases& cases,
+                       const std::string& model_name) {
+  return StatisticChart(
+      MessageId::kSPEChartTitle, MessageId::kSPESeries, scores.spe, model.spe, cases, model_name);
+}
+
+Graph DeployedScoreChart(const LoadedPCAModel& model,
+                         const PCADeploymentScores& scores,
+                         const DeployedCases& cases,
+                         int component,
+                         const std::string& model_name) {
+  const auto a = static_cast<std::size_t>(component - 1);
+  const ControlLimitSet& limits = model.scores[a];
+  std::vector<double> values(scores.scores.rows());
+  for (std::size_t row = 0; row < values.size(); ++row) values[row] = scores.scores(row, a);
+  Graph graph;
+  graph.type = GraphType::kLine;
+  graph.title = FormatMessage(MessageId::kScoreLineplotTitle, component);
+  AddSubtitle(graph.subtitles, model_name);
+  graph.subtitles.push_back(
+      FormatMessage(MessageId::kScoreStandardDeviation, component, limits.standard_deviation));
+  graph.x_label = Text(MessageId::kRowHeaderCase);
+  graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
+  graph.series.push_back(CaseSeries(graph.y_label, cases, values));
+  AddLine(graph,
+          FormatMessage(MessageId::kUpperControlLine, limits.upper_control),
+          limits.upper_control,
+          LimitKind::kControl);
+  AddLine(graph,
+          FormatMessage(MessageId::kLowerControlLine, limits.lower_control),
+          limits.lower_control,
+          LimitKind::kControl);
+  if (limits.warning) {
+    AddLine(graph,
+            FormatMessage(MessageId::kUpperWarningLine, limits.upper_warning),
+            limits.upper_warning,
+            LimitKind::kWarning);
+    AddLine(graph,
+            FormatMessage(MessageId::kLowerWarningLine, limits.lower_warning),
+            limits.lower_warning,
+            LimitKind::kWarning);
+  }
+  return graph;
+}
+
+Spreadsheet DeployedScoreSpreadsheet(const LoadedPCAModel& model,
+                                     const PCADeploymentScores& scores,
+                                     const DeployedCases& cases,
+                                     const std::string& model_name) {
+  Spreadsheet sheet;
+  sheet.title = Text(MessageId::kDeployScoresTitle);
+  AddSubtitle(sheet.subtitles, model_name);
+  sheet.row_header = Text(MessageId::kRowHeaderCase);
+  const int components = model.Components();
+  for (int a = 1; a <= components; ++a) {
+    sheet.columns.push_back(FormatMessage(MessageId::kScoreLabel, a));
+  }
+  sheet.columns.push_back(Text(MessageId::kT2Series));
+  sheet.columns.push_back(Text(MessageId::kSPESeries));
+  for (std::size_t row = 0; row < scores.t2.size(); ++row) {
+    ReportRow line{CaseLabel(cases, row), {}};
+    for (int a = 0; a < components; ++a) {
+      const double score = scores.scores(row, static_cast<std::size_t>(a));
+      line.cells.push_back(Cell(score));
+      const ControlLimitSet& limits = model.scores[static_cast<std::size_t>(a)];
+      if (std::isfinite(score) && (score > limits.upper_control || score < limits.lower_control)) {
+        sheet.highlights.emplace_back(static_cast<int>(row), a);
+      }
+    }
+    line.cells.push_back(Cell(scores.t2[row]));
+    line.cells.push_back(Cell(scores.spe[row]));
+    if (Above(scores.t2[row], model.t2.control_line)) {
+      sheet.highlights.emplace_back(static_cast<int>(row), components);
+    }
+    if (Above(scores.spe[row], model.spe.control_line)) {
+      sheet.highlights.emplace_back(static_cast<int>(row), components + 1);
+    }
+    sheet.rows.push_back(std::move(line));
+  }
+  return sheet;
+}
+
+std::vector<std::size_t> FlaggedCases(const LoadedPCAModel& model,
+                                      const PCADeploymentScores& scores) {
+  std::vector<std::size_t> flagged;
+  for (std::size_t row = 0; row < scores.t2.size(); ++row) {
+    if (Above(scores.t2[row], model.t2.control_line) ||
+        Above(scores.spe[row], model.spe.control_line)) {
+      flagged.push_back(row);
+    }
+  }
+  return flagged;
+}
+
+Spreadsheet DeployedT2Contributions(const LoadedPCAModel& model,
+                                    const PCADeploymentScores& scores,
+                                    const DeployedCases& cases,
+                                    const std::vector<std::size_t>& flagged) {
+  Spreadsheet sheet =
+      ContributionSheet(MessageId::kDeployT2ContributionsTitle, model, cases, flagged);
+  for (std::size_t index = 0; index < flagged.size(); ++index) {
+    const std::size_t row = flagged[index];
+    for (std::size_t col = 0; col < model.columns.size(); ++col) {
+      const double value = scores.scaled(row, col);
+      if (std::isnan(value)) {
+        sheet.rows[index].cells.emplace_back(std::monostate{});
+        continue;
+      }
+      double contribution = 0.0;
+      for (std::size_t a = 0; a < model.scores.size(); ++a) {
+        const double deviation = model.scores[a].standard_deviation;
+        if (deviation == 0.0) continue;
+        contribution +=
+            scores.scores(row, a) * model.loadings(a, col) * value / (deviation * deviation);
+      }
+      sheet.rows[index].cells.emplace_back(contribution);
+    }
+  }
+  return sheet;
+}
+
+Spreadsheet DeployedSPEContributions(const LoadedPCAModel& model,
+                                     const PCADeploymentScores& scores,
+                                     const DeployedCases& cases,
+                                     const std::vector<std::size_t>& flagged) {
+  Spreadsheet sheet =
+      ContributionSheet(MessageId::kDeploySPEContributionsTitle, model, cases, flagged);
+  for (std::size_t index = 0; index < flagged.size(); ++index) {
+    for (std::size_t col = 0; col < model.columns.size(); ++col) {
+      sheet.rows[index].cells.push_back(Cell(scores.residuals(flagged[index], col)));
+    }
+  }
+  return sheet;
+}
+
+}  // namespace mspc

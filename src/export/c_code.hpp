@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "deploy/pca_document.hpp"
+
+namespace mspc {
+
+/// `text` made safe for a one-line `//` comment of generated C: control characters (line breaks
+/// among them) become blanks and "??" is split so that no trigraph forms.
+std::string CommentSafe(std::string_view text);
+
+/// C99 source that scores one case with `model` as deployment does. It defines
+///
+///   int MSPCPCAComponents(const double *x, double *components);
+///   int MSPCPCAStatistics(const double *x, double *components, double *t2, double *spe);
+///
+/// `x[0]` is the case number and each variable sits at its 1-based location; a not-a-number
+/// cell is missing and the case is scored over the cells present. Both return the number of
+/// components, or 0 when `components` (or `t2`, `spe`) is null. The model's limits are defined
+/// as constants for the caller: `MSPCPCATSControlLine`, `MSPCPCATSWarningLine`,
+/// `MSPCPCASPEControlLine`, `MSPCPCASPEWarningLine` and per component
+/// `MSPCPCAScoreControlUpper[a]`, `...Lower`, `MSPCPCAScoreWarningUpper[a]`, `...Lower`
+/// (a line that is not set is NAN). Variable names appear only in `//` comments, made safe.
+std::string GeneratePCACCode(const LoadedPCAModel& model);
+
+}  // namespace mspc

@@ -1,0 +1,438 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "deploy/deployment_model.hpp"
+#include "deploy/pca_deployment.hpp"
+#include "deploy/pca_document.hpp"
+#include "export/export_test_support.hpp"
+#include "export/model_document.hpp"
+#include "frame/mspc.hpp"
+#include "host/errors.hpp"
+#include "pca/pca_reports.hpp"
+#include "platform/boost_probability.hpp"
+#include "platform/pugi_xml_parser.hpp"
+#include "platform/seeded_random.hpp"
+#include "support/fake_data_table.hpp"
+#include "support/fake_host.hpp"
+#include "support/recording_host.hpp"
+
+namespace mspc {
+namespace {
+
+using fake::Put;
+
+void ExpectRelative(double actual, double expected, double tolerance, const std::string& what) {
+  if (std::isnan(expected)) {
+    EXPECT_TRUE(std::isnan(actual)) << what;
+    return;
+  }
+  EXPECT_LE(std::fabs(actual - expected), tolerance * std::max(std::fabs(expected), 1e-300))
+      << what << ": " << actual << " vs " << expected;
+}
+
+XmlElement Parse(const std::string& text) {
+  const platform::PugiXmlParser parser;
+  XmlLoadResult result = parser.LoadText(text, true);
+  EXPECT_TRUE(result.loaded) << result.error;
+  return result.root;
+}
+
+std::string DocumentOf(const PCAEngine& engine, const WorkingData& data) {
+  const platform::BoostProbability probability;
+  std::string text;
+  ExportPCADocument(
+      engine, data, ScalingMode::UnitStandardDeviations, PCAReportOptions{}, probability, text);
+  return text;
+}
+
+// Scoring the training cases with the saved model gives back what the fit computed.
+void ExpectRoundTrip(const DMatrix& raw, int components) {
+  const WorkingData data = testing::ContinuousData(raw, {"a", "b", "c", "d", "e"});
+  const PCAEngine engine = testing::FittedEngine(data, components);
+  const LoadedPCAModel model = ReadPCADocument(Parse(DocumentOf(engine, data)));
+  ASSERT_EQ(model.Components(), components);
+  const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, raw));
+  const std::vector<double> t2 = ComputeModelT2(engine);
+  const std::vector<double> spe = ComputeModelSPE(engine);
+  const DMatrix fitted = engine.Scores();
+  for (std::size_t row = 0; row < raw.rows(); ++row) {
+    const std::string at = "row " + std::to_string(row);
+    ExpectRelative(scores.t2[row], t2[row], 1e-12, "T2 " + at);
+    ExpectRelative(scores.spe[row], spe[row], 1e-12, "SPE " + at);
+    for (int a = 0; a < components; ++a) {
+      const auto col = static_cast<std::size_t>(a);
+      EXPECT_LE(std::fabs(scores.scores(row, col) - fitted(row, col)),
+                1e-12 * std::max(1.0, std::fabs(fitted(row, col))))
+          << "score " << a + 1 << " " << at;
+    }
+  }
+}
+
+TEST(PCADeploymentRoundTrip, TheTrainingCasesScoreAsTheFitScoredThem) {
+  ExpectRoundTrip(testing::ManufacturedData(40, 5, {3.0, 2.0, 1.0}, 0.3, 11), 3);
+  ExpectRoundTrip(testing::ManufacturedData(12, 5, {2.0}, 0.5, 3), 1);
+}
+
+TEST(PCADeploymentRoundTrip, CasesWithMissingCellsAreScoredOverThePresentCells) {
+  DMatrix raw = testing::ManufacturedData(30, 5, {3.0, 1.5}, 0.3, 21);
+  raw(2, 1) = std::nan("");
+  raw(7, 0) = std::nan("");
+  raw(7, 4) = std::nan("");
+  raw(19, 3) = std::nan("");
+  ExpectRoundTrip(raw, 2);
+}
+
+TEST(PCADeploymentScoring, ACaseOnTheModelLineHasNoResidualAndOneAcrossItHasNoScore) {
+  // Hand-made model: two variables, one component along (1, 1)/sqrt(2).
+  const double r = 1.0 / std::sqrt(2.0);
+  const std::string text =
+      "<PMML version=\"2.0\"><DataDictionary numberOfFields=\"2\">"
+      "<DataField name=\"u\" optype=\"predictor\"><Mean value=\"1\"/><Std value=\"2\"/>"
+      "<Scale value=\"2\"/></DataField>"
+      "<DataField name=\"v\" optype=\"predictor\"><Mean value=\"0\"/><Std value=\"1\"/>"
+      "<Scale value=\"1\"/></DataField></DataDictionary>"
+      "<PCA scaling=\"UnitStandardDeviations\" numberOfVariables=\"2\" numberOfComponents=\"1\">"
+      "<TS controllimit=\"99\" controlline=\"9\" warning=\"0\"/>"
+      "<SPE controllimit=\"99\" controlline=\"0.5\" warning=\"0\"/><Components><Component>"
+      "<Score type=\"0\" std=\"2\" df=\"9\" controllimit=\"0.99\" uppercontrol=\"6\" "
+      "lowercontrol=\"-6\" warning=\"0\"/><Loadings><Loading value=\"" +
+      FormatDocumentReal(r) + "\"/><Loading value=\"" + FormatDocumentReal(r) +
+      "\"/></Loadings></Component></Components></PCA></PMML>";
+  const LoadedPCAModel model = ReadPCADocument(Parse(text));
+  DMatrix cases(3, 2);
+  cases(0, 0) = 5.0;  // scaled (2, 2): on the line, t = 2 sqrt(2), T² = 2, SPE = 0
+  cases(0, 1) = 2.0;
+  cases(1, 0) = 3.0;  // scaled (1, -1): across it, t = 0, SPE = 2
+  cases(1, 1) = -1.0;
+  cases(2, 0) = std::nan("");  // only v = 3 present: t = 3 r / r² = 3 sqrt(2), SPE = 0
+  cases(2, 1) = 3.0;
+  const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, cases));
+  EXPECT_NEAR(scores.scores(0, 0), 2.0 * std::sqrt(2.0), 1e-14);
+  EXPECT_NEAR(scores.t2[0], 2.0, 1e-14);
+  EXPECT_NEAR(scores.spe[0], 0.0, 1e-14);
+  EXPECT_NEAR(scores.scores(1, 0), 0.0, 1e-14);
+  EXPECT_NEAR(scores.spe[1], 2.0, 1e-14);
+  EXPECT_NEAR(scores.scores(2, 0), 3.0 * std::sqrt(2.0), 1e-13);
+  EXPECT_NEAR(scores.spe[2], 0.0, 1e-14);
+  EXPECT_TRUE(std::isnan(scores.residuals(2, 0)));
+  // Only the case across the line lies above a control line (SPE 2 > 0.5).
+  const std::vector<std::size_t> flagged = FlaggedCases(model, scores);
+  EXPECT_EQ(flagged, std::vector<std::size_t>{1});
+  // Its squared SPE contributions add up to its SPE.
+  const DeployedCases numbers{{1, 2, 3}, {}};
+  const Spreadsheet spe = DeployedSPEContributions(model, scores, numbers, flagged);
+  ASSERT_EQ(spe.rows.size(), 1u);
+  double total = 0.0;
+  for (const ReportCell& cell : spe.rows[0].cells) total += std::pow(std::get<double>(cell), 2);
+  EXPECT_NEAR(total, 2.0, 1e-14);
+}
+
+TEST(PCADeploymentScoring, TSquareContributionsAddUpToTSquare) {
+  const DMatrix raw = testing::ManufacturedData(25, 5, {3.0, 1.0}, 0.2, 8);
+  const WorkingData data = testing::ContinuousData(raw, {"a", "b", "c", "d", "e"});
+  const LoadedPCAModel model =
+      ReadPCADocument(Parse(DocumentOf(testing::FittedEngine(data, 2), data)));
+  const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, raw));
+  std::vector<std::size_t> all(raw.rows());
+  DeployedCases cases;
+  for (std::size_t row = 0; row < raw.rows(); ++row) {
+    all[row] = row;
+    cases.numbers.push_back(static_cast<int>(row) + 1);
+  }
+  const Spreadsheet sheet = DeployedT2Contributions(model, scores, cases, all);
+  for (std::size_t row = 0; row < raw.rows(); ++row) {
+    double total = 0.0;
+    for (const ReportCell& cell : sheet.rows[row].cells) total += std::get<double>(cell);
+    EXPECT_NEAR(total, scores.t2[row], 1e-9 * std::max(1.0, scores.t2[row])) << row;
+  }
+}
+
+// Documents that must be refused, each with the message that says why.
+TEST(PCADocumentReading, MalformedDocumentsAreRefusedWithTheirMessage) {
+  const WorkingData data =
+      testing::ContinuousData(testing::ManufacturedData(20, 3, {2.0}, 0.3, 9), {"a", "b", "c"});
+  const std::string good = DocumentOf(testing::FittedEngine(data, 1), data);
+  ASSERT_NO_THROW(ReadPCADocument(Parse(good)));
+
+  auto replaced = [&good](const std::string& from, const std::string& to) {
+    std::string text = good;
+    const std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+  };
+  auto drop_line = [&good](const std::string& start) {
+    std::string text = good;
+    const std::size_t at = text.find(start);
+    EXPECT_NE(at, std::string::npos) << start;
+    return at == std::string::npos ? text : text.erase(at, text.find('\n', at) + 1 - at);
+  };
+  struct Case {
+    std::string document;
+    MessageId id;
+  };
+  const std::size_t mean_at = good.find("<Mean value=\"");
+  const std::string first_mean = good.substr(mean_at, good.find('\n', mean_at) - mean_at);
+  const std::vector<Case> cases = {
+      {replaced("numberOfFields=\"3\"", "numberOfFields=\"4\""), MessageId::kDeployCountDiffers},
+      {replaced("numberOfComponents=\"1\"", "numberOfComponents=\"2\""),
+       MessageId::kDeployCountDiffers},
+      {replaced("numberOfVariables=\"3\"", "numberOfVariables=\"2\""),
+       MessageId::kDeployVariablesDoNotMatch},
+      {drop_line("<Loading value="), MessageId::kDeployLoadingLength},
+      {replaced(first_mean, "<Mean value=\"nan\"/>"), MessageId::kDeployBadNumber},
+      {replaced(first_mean, "<Mean value=\"inf\"/>"), MessageId::kDeployBadNumber},
+      {replaced(first_mean, "<Mean value=\"twelve\"/>"), MessageId::kDeployBadNumber},
+      {replaced(first_mean, "<Mean value=\"1.5e0x\"/>"), MessageId::kDeployBadNumber},
+      {replaced("numberOfFields=\"3\"", "numberOfFields=\"-3\""), MessageId::kDeployBadNumber},
+      {replaced("numberOfFields=\"3\"", "numberOfFields=\"3.5\""), MessageId::kDeployBadNumber},
+      {drop_line("<SPE "), MessageId::kDeployMissingElement},
+      {drop_line("<Score "), MessageId::kDeployMissingElement},
+      {drop_line(first_mean), MessageId::kDeployMissingElement},
+      {replaced("UnitStandardDeviations", "Sideways"), MessageId::kDeployMissingAttribute},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(StopId([&] { ReadPCADocument(Parse(c.document)); }), c.id) << c.document;
+  }
+}
+
+TEST(PCADocumentReading, ADocumentWithoutComponentsHasUndefinedTSquareLines) {
+  const WorkingData data =
+      testing::ContinuousData(testing::ManufacturedData(20, 3, {2.0}, 0.3, 9), {"a", "b", "c"});
+  const std::string text = DocumentOf(testing::FittedEngine(data, 0), data);
+  EXPECT_NE(text.find("numberOfComponents=\"0\""), std::string::npos);
+  EXPECT_NE(text.find("<Components>\n</Components>"), std::string::npos);
+  const LoadedPCAModel model = ReadPCADocument(Parse(text));
+  EXPECT_EQ(model.Components(), 0);
+  EXPECT_TRUE(std::isnan(model.t2.control_line));
+  EXPECT_GT(model.spe.control_line, 0.0);
+}
+
+TEST(DocumentKinds, OnlyTheRootsDirectChildrenCount) {
+  int count = 0;
+  EXPECT_EQ(DocumentModelKind(Parse("<PMML><DataDictionary/><PLS/></PMML>"), count),
+            ModelKind::kPLS);
+  EXPECT_EQ(count, 1);
+  EXPECT_FALSE(DocumentModelKind(Parse("<PMML><PCA/><PLS/></PMML>"), count));
+  EXPECT_EQ(count, 2);
+  EXPECT_FALSE(DocumentModelKind(Parse("<PMML><Wrapper><PCA/></Wrapper></PMML>"), count));
+  EXPECT_EQ(count, 0);
+  EXPECT_FALSE(DocumentModelKind(Parse("<PMML><pca/></PMML>"), count));
+  EXPECT_EQ(count, 0);
+}
+
+// An analysis on a 30-case table driven as a host would: PCA fitted and exported, or saved
+// documents deployed.
+class DeploymentAnalysis {
+ public:
+  DeploymentAnalysis() {
+    const DMatrix raw = testing::ManufacturedData(30, 4, {3.0, 1.5}, 0.3, 33);
+    for (std::size_t col = 0; col < raw.cols(); ++col) {
+      std::vector<double> values;
+      for (std::size_t row = 0; row < raw.rows(); ++row) values.push_back(raw(row, col));
+      table_.AddVariable("x" + std::to_string(col + 1), values);
+    }
+    HostServices services = host_.Services(&table_);
+    services.steps = &steps_;
+    services.probability = &probability_;
+    services.random = &random_;
+    services.xml = &parser_;
+    analysis_.InitCommons(services);
+  }
+
+  // Fit two components and export the model; returns the document text.
+  std::string FitAndExport() {
+    EXPECT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
+    Put(steps_.Twin(), "SelectedKind", std::int64_t{1});
+    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
+    EXPECT_EQ(steps_.RunStep(kStepPCAStartup), kDialogOpened);
+    Put(steps_.Twin(), "Variables", std::vector<std::string>{"x1", "x2", "x3", "x4"});
+    Put(steps_.Twin(), "FixedNumberOfComponents", true);
+    Put(steps_.Twin(), "NumberOfComponents", std::int64_t{2});
+    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
+    EXPECT_EQ(steps_.RunStep(kStepPCAResults), kDialogOpened);
+    EXPECT_TRUE(fake::Run(steps_.Twin(), "CodeGeneratorPMML"));
+    EXPECT_FALSE(host_.texts().empty());
+    return host_.texts().empty() ? std::string() : host_.texts().back().text;
+  }
+
+  // Open Deployment Startup with these documents and press OK.
+  bool Deploy(const std::vector<std::string>& texts,
+              const std::vector<std::string>& files = {},
+              const std::vector<std::string>& variables = {}) {
+    EXPECT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
+    Put(steps_.Twin(), "SelectedKind", std::int64_t{0});
+    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
+    EXPECT_EQ(steps_.RunStep(kStepDeployStartup), kDialogOpened);
+    AutomationObject& twin = steps_.Twin();
+    EXPECT_EQ(twin.TwinName(), "MSPCDeployment");
+    Put(twin, "ModelTexts", texts);
+    Put(twin, "ModelFiles", files);
+    Put(twin, "Variables", variables);
+    return fake::Run(twin, "OK");
+  }
+
+  AutomationObject& Twin() { return steps_.Twin(); }
+  RecordingHost& host() { return host_; }
+  // The last refusal shown, with its text.
+  const RecordedMessage* LastStop() const {
+    for (auto it = host_.messages().rbegin(); it != host_.messages().rend(); ++it) {
+      if (it->kind == MessageKind::kStop) return &*it;
+    }
+    return nullptr;
+  }
+
+ private:
+  fake::FakeStepMachinery steps_;
+  RecordingHost host_;
+  FakeDataTable table_;
+  platform::BoostProbability probability_;
+  platform::SeededRandom random_;
+  platform::PugiXmlParser parser_;
+  CMSPC analysis_{0, nullptr};
+};
+
+const Graph* FindGraph(const std::vector<Graph>& graphs, const std::string& title, int nth) {
+  for (const Graph& graph : graphs) {
+    if (graph.title == title && nth-- == 0) return &graph;
+  }
+  return nullptr;
+}
+
+TEST(DeploymentDialog, DeployingTheExportedModelDrawsTheResultsChartsAgain) {
+  DeploymentAnalysis analysis;
+  const std::string document = analysis.FitAndExport();
+  EXPECT_EQ(analysis.host().texts().back().title,
+            "Principal Components Analysis PMML deployment code");
+  ASSERT_TRUE(fake::Run(analysis.Twin(), "TSquareChart"));
+  ASSERT_TRUE(fake::Run(analysis.Twin(), "SPEQChart"));
+  ASSERT_TRUE(analysis.Deploy({document}));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kDeployOnePCALoaded), 1);
+  for (const std::string title : {"Hotelling T\xC2\xB2 Control Chart", "SPE(Q) Chart"}) {
+    const Graph* fitted = FindGraph(analysis.host().graphs(), title, 0);
+    const Graph* deployed = FindGraph(analysis.host().graphs(), title, 1);
+    ASSERT_NE(fitted, nullptr) << title;
+    ASSERT_NE(deployed, nullptr) << title;
+    ASSERT_EQ(deployed->series[0].y.size(), fitted->series[0].y.size());
+    for (std::size_t i = 0; i < fitted->series[0].y.size(); ++i) {
+      ExpectRelative(deployed->series[0].y[i], fitted->series[0].y[i], 1e-12, title);
+    }
+    ASSERT_EQ(deployed->lines.size(), fitted->lines.size());
+    for (std::size_t l = 0; l < fitted->lines.size(); ++l) {
+      ExpectRelative(deployed->lines[l].value, fitted->lines[l].value, 1e-13, title);
+      EXPECT_EQ(deployed->lines[l].label, fitted->lines[l].label);
+    }
+  }
+}
+
+TEST(DeploymentDialog, LoadingRefusalsEndTheDeploymentWithTheirMessage) {
+  DeploymentAnalysis analysis;
+  const std::string pca = analysis.FitAndExport();
+  const std::string pls = "<PMML version=\"2.0\"><PLS/></PMML>";
+  struct Case {
+    std::vector<std::string> texts;
+    std::vector<std::string> files;
+    MessageId id;
+  };
+  const std::vector<Case> cases = {
+      {{pca, pls}, {}, MessageId::kDeployMixedKinds},
+      {{pls, pca}, {}, MessageId::kDeployMixedKinds},
+      {{"<PMML><PCA/><PLS/></PMML>"}, {}, MessageId::kDeployMoreThanOneModel},
+      {{"<PMML><Models><PCA/></Models></PMML>"}, {}, MessageId::kDeployNoModelInText},
+      {{"<!DOCTYPE PMML [<!ENTITY a \"x\">]><PMML><PCA/></PMML>"},
+       {},
+       MessageId::kDeployTextNotLoaded},
+      {{"<?xml version=\"1.0\"?><!DOCTYPE l [<!ENTITY a \"aaaaaaaa\"><!ENTITY b "
+        "\"&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;\">]><PMML>&c;</PMML>"},
+       {},
+       MessageId::kDeployTextNotLoaded},
+      {{"<!DOCTYPE PMML [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><PMML>&e;<PCA/></PMML>"},
+       {},
+       MessageId::kDeployTextNotLoaded},
+      {{"<PMML><PCA>"}, {}, MessageId::kDeployTextNotLoaded},
+      {{}, {"/nonexistent/model.pmml"}, MessageId::kDeployFileNotLoaded},
+      {{}, {}, MessageId::kDeployNoSourceChosen},
+      {{pls}, {}, MessageId::kDeployKindNotDeployable},
+  };
+  for (const Case& c : cases) {
+    EXPECT_FALSE(analysis.Deploy(c.texts, c.files));
+    ASSERT_NE(analysis.LastStop(), nullptr);
+    EXPECT_EQ(analysis.LastStop()->id, c.id) << analysis.LastStop()->text;
+  }
+  EXPECT_EQ(analysis.LastStop()->text,
+            "Deployment of PLS models is not available yet; only PCA models can be deployed.");
+  EXPECT_FALSE(analysis.Deploy({}, {"/nonexistent/model.pmml"}));
+  EXPECT_EQ(analysis.LastStop()->text,
+            "Could not load PMML file /nonexistent/model.pmml successfully. Please check the "
+            "file carefully.");
+}
+
+TEST(DeploymentDialog, VariablesAreMatchedByName) {
+  DeploymentAnalysis analysis;
+  const std::string pca = analysis.FitAndExport();
+  // Two models of one kind, the selection in another order.
+  ASSERT_TRUE(analysis.Deploy({pca, pca}, {}, {"x4", "x3", "x2", "x1"}));
+  EXPECT_EQ(analysis.host().messages().back().text, "2 PCA models have been loaded.");
+
+  EXPECT_FALSE(analysis.Deploy({pca}, {}, {"x1", "x2", "x3"}));
+  EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployVariableCountDiffers);
+  std::string renamed = pca;
+  renamed.replace(renamed.find("name=\"x4\""), 9, "name=\"zz\"");
+  EXPECT_FALSE(analysis.Deploy({renamed}, {}, {"x1", "x2", "x3", "x4"}));
+  EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployVariablesDoNotMatch);
+  EXPECT_FALSE(analysis.Deploy({renamed}));
+  EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployUnknownVariable);
+}
+
+}  // namespace
+}  // namespace mspc
+
+namespace mspc {
+namespace {
+
+// Damaged copies of a good document: each is refused with a message or read as a model that
+// scores without fault; none may crash or hang.
+TEST(PCADocumentReading, DamagedDocumentsAreRefusedOrReadNeverCrash) {
+  const DMatrix raw = testing::ManufacturedData(15, 3, {2.0}, 0.3, 2);
+  const WorkingData data = testing::ContinuousData(raw, {"a", "b", "c"});
+  const std::string good = DocumentOf(testing::FittedEngine(data, 1), data);
+  const platform::PugiXmlParser parser;
+  std::mt19937_64 random(77);
+  const std::string alphabet = "<>/=\"' e+-.0123456789naifPCAScoreLoadingDataField\n&;#x";
+  int loaded = 0;
+  for (int trial = 0; trial < 3000; ++trial) {
+    std::string text = good;
+    const int edits = 1 + static_cast<int>(random() % 4);
+    for (int e = 0; e < edits; ++e) {
+      const std::size_t at = random() % text.size();
+      switch (random() % 3) {
+        case 0:
+          text[at] = alphabet[random() % alphabet.size()];
+          break;
+        case 1:
+          text.erase(at, 1 + random() % 20);
+          break;
+        default:
+          text.insert(at, 1, alphabet[random() % alphabet.size()]);
+      }
+      if (text.empty()) text = "<";
+    }
+    const XmlLoadResult result = parser.LoadText(text, true);
+    if (!result.loaded) continue;
+    try {
+      const LoadedPCAModel model = ReadPCADocument(result.root);
+      const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, raw));
+      EXPECT_EQ(scores.t2.size(), raw.rows());
+      ++loaded;
+    } catch (const AnalysisStop&) {
+    }
+  }
+  // Most single edits land in numbers and names that still read.
+  EXPECT_GT(loaded, 0);
+}
+
+}  // namespace
+}  // namespace mspc

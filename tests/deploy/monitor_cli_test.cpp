@@ -1,0 +1,131 @@
+// The command line's monitor: a model saved by a fit scores the table it was fitted to again.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "pca/pca_test_support.hpp"
+#include "platform/temp_folder.hpp"
+
+namespace mspc {
+namespace {
+
+using json = nlohmann::json;
+using platform::testing::ReadText;
+using platform::testing::TempFolder;
+
+std::string Quoted(const std::string& text) { return "'" + text + "'"; }
+
+int RunCli(const TempFolder& folder, const std::string& arguments) {
+  const std::string command = Quoted(MSPC_CLI_PATH) + " " + arguments + " > /dev/null 2>> " +
+                              Quoted(folder.File("stderr.txt"));
+  const int raw = std::system(command.c_str());
+  return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
+json Reports(const std::string& folder) {
+  const std::string text = ReadText(folder + "/reports.json");
+  return text.empty() ? json::object() : json::parse(text);
+}
+
+// The series values and line values of the graphs titled `title`, in order.
+std::vector<const json*> Graphs(const json& reports, const std::string& title) {
+  std::vector<const json*> found;
+  for (const json& report : reports["reports"]) {
+    if (report["kind"] == "graph" && report["title"] == title) found.push_back(&report);
+  }
+  return found;
+}
+
+std::string Csv(const DMatrix& x) {
+  std::string text;
+  for (std::size_t col = 0; col < x.cols(); ++col)
+    text += (col ? ",x" : "x") + std::to_string(col + 1);
+  text += "\n";
+  for (std::size_t row = 0; row < x.rows(); ++row) {
+    for (std::size_t col = 0; col < x.cols(); ++col) {
+      char cell[40];
+      std::snprintf(cell, sizeof cell, "%s%.17g", col ? "," : "", x(row, col));
+      text += cell;
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+TEST(CommandLineMonitor, TheSavedModelReproducesTheChartsOfItsFit) {
+  TempFolder folder;
+  const std::string data =
+      folder.Write("plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19)));
+  const std::string script = folder.Write("fit.json", R"({"data": ")" + data + R"(", "steps": [
+    {"dialog": "MSPCStartup", "set": {"SelectedKind": 1}, "do": ["OK"]},
+    {"dialog": "PCAStartup", "set": {"Variables": ["x1", "x2", "x3", "x4", "x5"],
+      "FixedNumberOfComponents": true, "NumberOfComponents": 2}, "do": ["OK"]},
+    {"dialog": "PCAResults", "set": {"ExportFileName": "plant"},
+     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]}]})");
+  const std::string fit_out = folder.File("fit");
+  ASSERT_EQ(RunCli(folder, "run " + Quoted(script) + " --out " + Quoted(fit_out)), 0)
+      << ReadText(folder.File("stderr.txt"));
+  const std::string model = fit_out + "/plant.pmml";
+  ASSERT_TRUE(std::filesystem::exists(model));
+
+  const std::string monitor_out = folder.File("monitor");
+  ASSERT_EQ(RunCli(folder,
+                   "monitor --model " + Quoted(model) + " --data " + Quoted(data) + " --out " +
+                       Quoted(monitor_out)),
+            0)
+      << ReadText(folder.File("stderr.txt"));
+  const json fitted = Reports(fit_out);
+  const json deployed = Reports(monitor_out);
+  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
+    const auto before = Graphs(fitted, title);
+    const auto after = Graphs(deployed, title);
+    ASSERT_EQ(before.size(), 1u) << title;
+    ASSERT_EQ(after.size(), 1u) << title;
+    const auto y0 = (*before[0])["series"][0]["y"].get<std::vector<double>>();
+    const auto y1 = (*after[0])["series"][0]["y"].get<std::vector<double>>();
+    ASSERT_EQ(y0.size(), y1.size());
+    for (std::size_t i = 0; i < y0.size(); ++i) {
+      EXPECT_NEAR(y1[i], y0[i], 1e-10 * std::max(1.0, std::fabs(y0[i]))) << title << " " << i;
+    }
+    EXPECT_EQ((*after[0])["lines"].size(), (*before[0])["lines"].size());
+  }
+}
+
+TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {
+  TempFolder folder;
+  const std::string out = folder.File("out");
+  ASSERT_EQ(RunCli(folder, "demo --out " + Quoted(out)), 0) << ReadText(folder.File("stderr.txt"));
+  EXPECT_TRUE(std::filesystem::exists(out + "/model.pmml"));
+  const json monitored = Reports(out + "/monitor");
+  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
+    const auto charts = Graphs(monitored, title);
+    ASSERT_EQ(charts.size(), 1u) << title;
+    const auto y = (*charts[0])["series"][0]["y"].get<std::vector<double>>();
+    const double line = (*charts[0])["lines"][0]["value"].get<double>();
+    // The fault run leaves the normal-operation model: a good share of its samples lie above
+    // the 99 % line, far more than the 1 % of a run in control.
+    const auto above = std::count_if(y.begin(), y.end(), [line](double v) { return v > line; });
+    EXPECT_EQ(y.size(), 960u);
+    EXPECT_GT(above, 96) << title;
+  }
+}
+
+TEST(CommandLineMonitor, RefusesAMissingModelFile) {
+  TempFolder folder;
+  const std::string data = folder.Write("plant.csv", "x1,x2\n1,2\n2,3\n");
+  EXPECT_NE(RunCli(folder,
+                   "monitor --model " + Quoted(folder.File("none.pmml")) + " --data " +
+                       Quoted(data) + " --out " + Quoted(folder.File("out"))),
+            0);
+}
+
+}  // namespace
+}  // namespace mspc
