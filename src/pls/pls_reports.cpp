@@ -63,16 +63,6 @@ Spreadsheet ComponentSheet(MessageId title,
   return sheet;
 }
 
-DMatrix XLoadings(const PLSEngine& engine) {
-  DMatrix loadings(engine.Nodes().size(), engine.XCols());
-  for (std::size_t a = 0; a < engine.Nodes().size(); ++a) {
-    for (std::size_t col = 0; col < engine.XCols(); ++col) {
-      loadings(a, col) = engine.Nodes()[a].p[col];
-    }
-  }
-  return loadings;
-}
-
 struct RowView {
   std::vector<double> residual;  // scaled X residuals, not-a-number where missing
   std::vector<double> scores;    // t per component
@@ -87,31 +77,77 @@ RowView ViewOf(const PLSEngine& engine, std::size_t row) {
   return view;
 }
 
+// The weights R = W (PᵀW)⁻¹ that give the X scores from the undeflated scaled row, t = x R,
+// as an A × P matrix (row a: the weights of component a + 1).
+DMatrix ScoreWeights(const PLSEngine& engine) {
+  const auto& nodes = engine.Nodes();
+  const std::size_t components = nodes.size();
+  DMatrix system(components, components);  // (PᵀW)ᵀ: entry (a, b) = p_b · w_a
+  for (std::size_t a = 0; a < components; ++a) {
+    for (std::size_t b = 0; b < components; ++b) {
+      double sum = 0.0;
+      for (std::size_t col = 0; col < engine.XCols(); ++col)
+        sum += nodes[b].p[col] * nodes[a].w[col];
+      system(a, b) = sum;
+    }
+  }
+  DMatrix weights(components, engine.XCols());
+  for (std::size_t a = 0; a < components; ++a) {
+    for (std::size_t col = 0; col < engine.XCols(); ++col) weights(a, col) = nodes[a].w[col];
+  }
+  SolveLinearSystem(system, weights);
+  return weights;
+}
+
+// The scaled row rebuilt with every component: residual + sum_a t_a p_a (missing stays so).
+std::vector<double> RebuiltRow(const PLSEngine& engine, const RowView& view) {
+  std::vector<double> rebuilt = view.residual;
+  for (std::size_t a = 0; a < engine.Nodes().size(); ++a) {
+    for (std::size_t col = 0; col < rebuilt.size(); ++col) {
+      rebuilt[col] += view.scores[a] * engine.Nodes()[a].p[col];
+    }
+  }
+  return rebuilt;
+}
+
+// c_j = (1 / T²) sum_a (t_a / s_a²) x_j r_aj: with complete data the shares add up to 1,
+// because t_a = sum_j x_j r_aj. Without a positive T² the factor 1 / T² is not applied.
 std::vector<double> T2ContributionValues(const PLSEngine& engine, std::size_t row) {
   const RowView view = ViewOf(engine, row);
-  std::vector<double> variances;
-  for (double deviation : engine.XScoreStandardDeviations()) {
-    variances.push_back(deviation * deviation);
+  const std::vector<double> x = RebuiltRow(engine, view);
+  const DMatrix weights = ScoreWeights(engine);
+  const std::vector<double> deviations = engine.XScoreStandardDeviations();
+  double t2 = 0.0;
+  for (std::size_t a = 0; a < view.scores.size(); ++a) {
+    if (!IsTolerantZero(deviations[a])) t2 += std::pow(view.scores[a] / deviations[a], 2);
   }
-  const T2Contribution contribution = ComputeT2Contribution(
-      view.residual, view.scores, XLoadings(engine), variances, engine.ExcludedXColumns());
+  const double factor = TolerantGreater(t2, 0.0) ? 1.0 / t2 : 1.0;
   std::vector<double> values(engine.XCols(), kMissingValue);
-  for (std::size_t index = 0; index < contribution.variables.size(); ++index) {
-    values[contribution.variables[index]] = contribution.values[index];
+  for (std::size_t col = 0; col < engine.XCols(); ++col) {
+    if (engine.IsXColumnExcluded(col)) continue;
+    double sum = 0.0;
+    for (std::size_t a = 0; a < view.scores.size(); ++a) {
+      if (IsTolerantZero(deviations[a])) continue;
+      sum += view.scores[a] / (deviations[a] * deviations[a]) * x[col] * weights(a, col);
+    }
+    values[col] = factor * sum;
   }
   return values;
 }
 
+// c_j = x_j r_aj: the shares of the X score of component a, adding up to t_a.
 std::vector<double> ScoreContributionValues(const PLSEngine& engine,
                                             std::size_t row,
                                             int component) {
   const RowView view = ViewOf(engine, row);
-  return ComputeScoreContribution(view.residual,
-                                  view.scores,
-                                  XLoadings(engine),
-                                  engine.ExcludedXColumns(),
-                                  component,
-                                  engine.ActiveXColumns());
+  const std::vector<double> x = RebuiltRow(engine, view);
+  const DMatrix weights = ScoreWeights(engine);
+  const std::size_t a = static_cast<std::size_t>(component - 1);
+  std::vector<double> values(engine.XCols(), kMissingValue);
+  for (std::size_t col = 0; col < engine.XCols(); ++col) {
+    if (!engine.IsXColumnExcluded(col)) values[col] = x[col] * weights(a, col);
+  }
+  return values;
 }
 
 SPEContribution SPEContributionOf(const PLSEngine& engine, std::size_t row) {

@@ -80,8 +80,10 @@ Spreadsheet PLSScoreLimitSpreadsheet(const PLSReportData& data,
                                      const ProbabilityFunctions& probability);
 
 /// Contributions of case `row` to its T² (fractions of T²), to the X score of `component` and
-/// to its SPE(Q) (squared and signed X residuals), in the scaled units of the model. The row is
-/// rebuilt from its X residuals with the X loadings, as for a principal components model.
+/// to its SPE(Q) (squared and signed X residuals), in the scaled units of the model. With the
+/// score weights R = W (PᵀW)⁻¹, for which t = x R on the undeflated scaled row x, the score
+/// contribution of variable j to component a is x_j r_aj (adding up to t_a) and its T²
+/// contribution (1 / T²) sum_a (t_a / s_a²) x_j r_aj (adding up to 1 with complete data).
 Spreadsheet PLST2ContributionSpreadsheet(const PLSReportData& data, std::size_t row);
 Graph PLST2ContributionPlot(const PLSReportData& data, std::size_t row);
 Spreadsheet PLSScoreContributionSpreadsheet(const PLSReportData& data,
