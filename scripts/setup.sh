@@ -8,6 +8,7 @@ packages=(
   libboost-math-dev libboost-dev libpugixml-dev nlohmann-json3-dev libcli11-dev
   libfast-float-dev libxlsxwriter-dev libreadstat-dev
   libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev
+  python3-sklearn
 )
 
 missing=()

@@ -216,6 +216,19 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
   double total = 0.0;
   for (std::size_t row = 0; row < t2_share.rows.size(); ++row) total += Cell(t2_share, row, 0);
   EXPECT_NEAR(total, 1.0, 1e-9);
+
+  // The score contributions of a named case add up to its X scores.
+  Put(twin, "ObservationForContribution", std::string("5"));
+  ASSERT_TRUE(fake::Run(twin, "XScoreSpreadsheet"));
+  const Spreadsheet scores = analysis.Sheet("X score spreadsheet");
+  ASSERT_TRUE(fake::Run(twin, "ContributionSpreadsheet"));
+  const std::size_t count = analysis.host().spreadsheets().size();
+  for (std::size_t component = 0; component < 2; ++component) {
+    const Spreadsheet& shares = analysis.host().spreadsheets()[count - 3 + component];
+    double sum = 0.0;
+    for (std::size_t row = 0; row < shares.rows.size(); ++row) sum += Cell(shares, row, 0);
+    EXPECT_NEAR(sum, Cell(scores, 4, component), 1e-9);
+  }
 }
 
 TEST(PLSResultsDialog, ComponentCommandsAndDetails) {
