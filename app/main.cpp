@@ -66,8 +66,8 @@ int main(int argc, char** argv) {
   mspc::platform::FitPCAArguments fit_arguments;
   std::string kind;
   CLI::App* fit = app.add_subcommand("fit", "Fit a model with the common reports");
-  fit->add_option("kind", kind, "The kind of model")->required()->check(CLI::IsMember({"pca"}));
-  fit->add_option("--data", fit_arguments.data, "The data table (CSV)")->required();
+  fit->add_option("kind", kind, "The kind of model")->check(CLI::IsMember({"pca"}));
+  fit->add_option("--data", fit_arguments.data, "The data table (CSV); required");
   fit->add_option("--vars",
                   fit_arguments.variables,
                   "Variables, comma separated (default: all "
@@ -89,6 +89,32 @@ int main(int argc, char** argv) {
   fit->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(fit, &request.formats);
 
+  mspc::platform::FitPLSArguments pls_arguments;
+  CLI::App* fit_pls = fit->add_subcommand("pls", "Fit a partial least squares model");
+  fit_pls->add_option("--data", pls_arguments.data, "The data table (CSV)")->required();
+  fit_pls->add_option("--y", pls_arguments.dependents, "Dependents, comma separated")
+      ->required()
+      ->delimiter(',');
+  fit_pls->add_option("--x", pls_arguments.predictors, "Predictors, comma separated")
+      ->required()
+      ->delimiter(',');
+  fit_pls->add_option("--categorical", pls_arguments.categorical, "Categorical variables")
+      ->delimiter(',');
+  CLI::Option* pls_components =
+      fit_pls->add_option("--components", pls_arguments.components, "A fixed number of components");
+  fit_pls->add_option("--cv", pls_arguments.cross_validation, "Cross-validation method")
+      ->check(CLI::IsMember({"vfold"}))
+      ->excludes(pls_components);
+  fit_pls->add_option("--folds", pls_arguments.folds, "Number of cross-validation folds");
+  fit_pls->add_option("--seed", pls_arguments.seed, "Assign the folds at random from this seed");
+  fit_pls->add_option("--scaling", pls_arguments.scaling, "Column scaling")
+      ->check(CLI::IsMember({"unit", "none"}));
+  fit_pls->add_option("--max-iterations", pls_arguments.max_iterations, "NIPALS iterations");
+  fit_pls->add_option("--epsilon", pls_arguments.epsilon, "Convergence criterion (0-1)");
+  fit_pls->add_option("--control", pls_arguments.control, "T² and SPE(Q) control limit, percent");
+  fit_pls->add_option("--warning", pls_arguments.warning, "Warning limit, percent (0: none)");
+  fit_pls->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
+
   CLI::App* demo = app.add_subcommand("demo", "Fit PCA to the bundled Tennessee Eastman run");
   demo->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(demo, &request.formats);
@@ -108,9 +134,18 @@ int main(int argc, char** argv) {
   AddFormatOption(monitor, &request.formats);
 
   CLI11_PARSE(app, argc, argv);
+  // `fit pca` takes its kind as a word and `fit pls` as a subcommand of its own.
+  if (fit->parsed() && !fit_pls->parsed() && (kind.empty() || fit_arguments.data.empty())) {
+    std::cerr << "fit: give the kind (pca or pls) and --data\n";
+    return 2;
+  }
 
   // `fit` and `demo` are the user's own commands, not automation: their notes are shown.
-  if (fit->parsed()) {
+  if (fit_pls->parsed()) {
+    request.script = mspc::platform::BuildFitPLSScript(pls_arguments);
+    request.script_name = "fit pls";
+    request.automation = false;
+  } else if (fit->parsed()) {
     request.script = mspc::platform::BuildFitPCAScript(fit_arguments);
     request.script_name = "fit pca";
     request.automation = false;

@@ -11,6 +11,7 @@ using json = nlohmann::ordered_json;
 constexpr char kStartupDialog[] = "PCAStartup";
 constexpr char kVariablesProperty[] = "Variables";
 constexpr int kDemoFolds = 7;
+constexpr int kPLSRow = 2;  // the row of PLS in the MSPC Startup list
 constexpr int kDemoEigenvalues = 20;
 
 ScriptEntry Entry(std::string dialog,
@@ -95,6 +96,67 @@ Script BuildFitPCAScript(const FitPCAArguments& arguments) {
   script.steps = {ChoosePCA(),
                   Entry(kStartupDialog, std::move(startup), {"OK"}),
                   Entry("PCAResults", std::move(results), CommonPCAReports())};
+  NumberEntries(script);
+  return script;
+}
+
+const std::vector<std::string>& CommonPLSReports() {
+  static const std::vector<std::string> reports = {"Summary",
+                                                   "DescriptiveStatistics",
+                                                   "XWeightSpreadsheet",
+                                                   "LoadingSpreadsheet",
+                                                   "Coefficients",
+                                                   "Predictions",
+                                                   "SpreadsheetOfImportanceOfPredictors",
+                                                   "TSquareChart",
+                                                   "TSquareSpreadsheet",
+                                                   "SPEQChart",
+                                                   "SPEQSpreadsheet",
+                                                   "DToModelSpreadsheet",
+                                                   "ScoreControlSpreadsheet",
+                                                   "ContributionSpreadsheet"};
+  return reports;
+}
+
+Script BuildFitPLSScript(const FitPLSArguments& arguments) {
+  std::vector<std::pair<std::string, json>> startup;
+  startup.emplace_back("DependentVariables", arguments.dependents);
+  startup.emplace_back("PredictorVariables", arguments.predictors);
+  if (!arguments.categorical.empty()) {
+    startup.emplace_back("CategoricalVariables", arguments.categorical);
+  }
+  startup.emplace_back("AutoRemoveVariables", true);
+  startup.emplace_back("AutoRemoveCases", true);
+  if (arguments.components) {
+    startup.emplace_back("FixedNumberOfComponents", true);
+    startup.emplace_back("NumberOfComponents", *arguments.components);
+  } else {
+    startup.emplace_back("AutoFitByCrossValidation", true);
+    startup.emplace_back("VFoldCrossValidation", true);
+  }
+  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
+  if (arguments.seed) {
+    startup.emplace_back("RandomFoldAssignment", true);
+    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
+  }
+  startup.emplace_back(
+      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
+  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
+  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
+
+  std::vector<std::pair<std::string, json>> results;
+  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
+  if (arguments.warning) {
+    const bool warning = *arguments.warning != 0.0;
+    results.emplace_back("TSquareWarning", warning);
+    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
+  }
+
+  Script script;
+  script.data = arguments.data;
+  script.steps = {Entry("MSPCStartup", {{"SelectedKind", kPLSRow}}, {"OK"}),
+                  Entry("PLSStartup", std::move(startup), {"OK"}),
+                  Entry("PLSResults", std::move(results), CommonPLSReports())};
   NumberEntries(script);
   return script;
 }

@@ -34,6 +34,32 @@ const std::vector<std::string>& CommonPCAReports();
 /// Results with the common reports.
 Script BuildFitPCAScript(const FitPCAArguments& arguments);
 
+/// The options of `krv-mspc fit pls`; an option left unset keeps the Startup dialog's default.
+struct FitPLSArguments {
+  std::string data;
+  std::vector<std::string> dependents;   // required
+  std::vector<std::string> predictors;   // required
+  std::vector<std::string> categorical;  // dependents (or predictors) read as categories
+  std::optional<int> components;         // a fixed number of components instead of validation
+  std::string cross_validation;          // "vfold"; empty: V-fold
+  std::optional<int> folds;
+  std::optional<int> seed;
+  std::string scaling;  // "unit" or "none"
+  std::optional<int> max_iterations;
+  std::optional<double> epsilon;
+  std::optional<double> control;
+  std::optional<double> warning;
+};
+
+/// The PLS Results commands of a `fit pls` run: summary, descriptive statistics, X weights,
+/// loadings, coefficients, predictions, variable importance, T² and SPE(Q) of the X block,
+/// distance to the model, score limits and contributions.
+const std::vector<std::string>& CommonPLSReports();
+
+/// The script of `fit pls`: MSPC Startup (PLS), PLS Startup with the blocks and options given
+/// (unqualified variables and cases removed automatically), PLS Results with the common reports.
+Script BuildFitPLSScript(const FitPLSArguments& arguments);
+
 /// The script of `demo`: PCA with 7-fold cross-validation on every continuous variable of the
 /// table at `data` (the bundled normal-operation run), with the common reports, the summary
 /// overview, a scree plot of 20 eigenvalues, the score scatterplot and the variable importance;

@@ -9,6 +9,7 @@ packages=(
   libfast-float-dev libxlsxwriter-dev libreadstat-dev
   libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev
   unzip chromium fonts-dejavu-core  # the report tests read workbooks back and render pages
+  python3-sklearn
 )
 
 missing=()

@@ -8,6 +8,7 @@
 #include "frame/model_startup.hpp"
 #include "frame/other_startups.hpp"
 #include "frame/pca_results.hpp"
+#include "frame/pls_results.hpp"
 #include "frame/variable_lookup.hpp"
 
 namespace mspc {
@@ -24,6 +25,10 @@ std::unique_ptr<AnalysisDialog> MakeFittedModelDialog(CMSPC& analysis,
   if (kind == ModelKind::kPCA) {
     if (details) return std::make_unique<CPCADetails>(analysis);
     return std::make_unique<CPCAResults>(analysis);
+  }
+  if (kind == ModelKind::kPLS) {
+    if (details) return std::make_unique<CPLSDetails>(analysis);
+    return std::make_unique<CPLSResults>(analysis);
   }
   return nullptr;
 }

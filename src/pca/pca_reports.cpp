@@ -6,6 +6,7 @@
 #include <string>
 #include <system_error>
 
+#include "frame/report_pieces.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
 #include "pca/contributions.hpp"
@@ -18,117 +19,46 @@ namespace {
 constexpr double kPercent = 100.0;
 constexpr int kDefaultPlotComponents = 2;
 
-std::string Text(MessageId id) { return std::string(MessageText(id)); }
+std::string Text(MessageId id) { return ReportText(id); }
 
-// A value that is not a number has no cell: the spreadsheet shows it empty.
-ReportCell Number(double value) {
-  return std::isfinite(value) ? ReportCell(value) : ReportCell(std::monostate{});
-}
+ReportCell Number(double value) { return NumberCell(value); }
 
 std::vector<std::size_t> ModelRows(const PCAEngine& engine) {
-  std::vector<std::size_t> rows;
-  for (std::size_t row = 0; row < engine.Rows(); ++row) {
-    if (!engine.IsRowExcluded(row)) rows.push_back(row);
-  }
-  return rows;
+  return IncludedIndices(engine.ExcludedRows(), engine.Rows());
 }
 
 std::vector<std::size_t> ModelColumns(const PCAEngine& engine) {
-  std::vector<std::size_t> cols;
-  for (std::size_t col = 0; col < engine.Cols(); ++col) {
-    if (!engine.IsVariableExcluded(col)) cols.push_back(col);
-  }
-  return cols;
-}
-
-std::string ColumnLabel(const WorkingData& data, std::size_t col) {
-  return col < data.column_names.size() ? data.column_names[col] : std::to_string(col + 1);
-}
-
-int CaseNumber(const WorkingData& data, std::size_t row) {
-  return row < data.case_numbers.size() ? data.case_numbers[row] : static_cast<int>(row) + 1;
-}
-
-std::string CaseName(const WorkingData& data, std::size_t row) {
-  return row < data.case_names.size() ? data.case_names[row] : std::string();
-}
-
-std::string CaseLabel(const WorkingData& data, std::size_t row) {
-  std::string name = CaseName(data, row);
-  return name.empty() ? std::to_string(CaseNumber(data, row)) : name;
+  return IncludedIndices(engine.ExcludedVariables(), engine.Cols());
 }
 
 std::string ComponentsSubtitle(const PCAEngine& engine) {
-  return FormatMessage(MessageId::kNumberOfComponents, engine.ComponentCount());
+  return mspc::ComponentsSubtitle(engine.ComponentCount());
 }
 
 Spreadsheet VariableSheet(std::string title, const PCAEngine& engine, const WorkingData& data) {
-  Spreadsheet sheet;
-  sheet.title = std::move(title);
-  sheet.row_header = Text(MessageId::kRowHeaderVariable);
-  for (std::size_t col : ModelColumns(engine)) sheet.rows.push_back({ColumnLabel(data, col), {}});
-  return sheet;
+  return VariableRowsSheet(std::move(title), data, ModelColumns(engine));
 }
 
 Spreadsheet CaseSheet(std::string title, const PCAEngine& engine, const WorkingData& data) {
-  Spreadsheet sheet;
-  sheet.title = std::move(title);
-  sheet.row_header = Text(MessageId::kRowHeaderCase);
-  for (std::size_t row : ModelRows(engine)) sheet.rows.push_back({CaseLabel(data, row), {}});
-  return sheet;
+  return CaseRowsSheet(std::move(title), data, ModelRows(engine));
 }
 
-// A series over the model's observations: x is the host case number, y the row's value.
 GraphSeries CaseSeries(std::string name,
                        const PCAEngine& engine,
                        const WorkingData& data,
                        const std::vector<double>& values) {
-  GraphSeries series;
-  series.name = std::move(name);
-  for (std::size_t row : ModelRows(engine)) {
-    series.x.push_back(CaseNumber(data, row));
-    series.y.push_back(values[row]);
-    series.labels.push_back(CaseLabel(data, row));
-  }
-  return series;
+  return mspc::CaseSeries(std::move(name), data, ModelRows(engine), values);
 }
 
-// A series over the model's variables: x counts them from 1, the labels name them.
 GraphSeries VariableSeries(std::string name,
                            const PCAEngine& engine,
                            const WorkingData& data,
                            const std::vector<double>& values) {
-  GraphSeries series;
-  series.name = std::move(name);
-  int position = 0;
-  for (std::size_t col : ModelColumns(engine)) {
-    series.x.push_back(++position);
-    series.y.push_back(values[col]);
-    series.labels.push_back(ColumnLabel(data, col));
-  }
-  return series;
+  return mspc::VariableSeries(std::move(name), data, ModelColumns(engine), values);
 }
 
 void AddLine(Graph& graph, std::string label, double value, LimitKind kind) {
-  // A line that is not defined (too few degrees of freedom) is not drawn.
-  if (!std::isfinite(value)) return;
-  graph.lines.push_back({std::move(label), value, kind});
-}
-
-// The control and warning lines of a T² or SPE(Q) chart, labelled with their critical values.
-std::vector<std::string> AddChartLines(Graph& graph, const ControlLimitSet& limits) {
-  std::vector<std::string> labels;
-  const std::string control =
-      FormatLimitLineLabel(limits.control_line, limits.control_limit, /*warning=*/false);
-  AddLine(graph, control, limits.control_line, LimitKind::kControl);
-  labels.push_back(control);
-  if (limits.warning) {
-    const std::string warning =
-        FormatLimitLineLabel(limits.warning_line, limits.warning_limit, /*warning=*/true);
-    AddLine(graph, warning, limits.warning_line, LimitKind::kWarning);
-    labels.push_back(warning);
-  }
-  return labels;
+  AddLimitLine(graph, std::move(label), value, kind);
 }
 
 const CPCANode& Node(const PCAEngine& engine, int component) {
@@ -149,23 +79,14 @@ ControlLimitSet T2Limits(const PCAEngine& engine,
   return ComputeT2Limits(options, engine.ActiveRows(), engine.ComponentCount(), probability);
 }
 
-// A control chart of one statistic per observation with its limit lines, and the same values
-// as a spreadsheet whose cells above the control line are highlighted.
 Graph StatisticChart(MessageId title,
                      MessageId series,
                      const PCAEngine& engine,
                      const WorkingData& data,
                      const std::vector<double>& values,
                      const ControlLimitSet& limits) {
-  Graph graph;
-  graph.type = GraphType::kControl;
-  graph.title = Text(title);
-  graph.subtitles.push_back(ComponentsSubtitle(engine));
-  graph.x_label = Text(MessageId::kRowHeaderCase);
-  graph.y_label = Text(series);
-  graph.series.push_back(CaseSeries(Text(series), engine, data, values));
-  AddChartLines(graph, limits);
-  return graph;
+  return mspc::StatisticChart(
+      title, series, engine.ComponentCount(), data, ModelRows(engine), values, limits);
 }
 
 Spreadsheet StatisticSheet(MessageId title,
@@ -174,20 +95,8 @@ Spreadsheet StatisticSheet(MessageId title,
                            const WorkingData& data,
                            const std::vector<double>& values,
                            const ControlLimitSet& limits) {
-  Spreadsheet sheet = CaseSheet(Text(title), engine, data);
-  sheet.subtitles.push_back(ComponentsSubtitle(engine));
-  Graph lines;
-  for (std::string& label : AddChartLines(lines, limits)) sheet.subtitles.push_back(label);
-  sheet.columns.push_back(Text(column));
-  const std::vector<std::size_t> rows = ModelRows(engine);
-  for (std::size_t index = 0; index < rows.size(); ++index) {
-    const double value = values[rows[index]];
-    sheet.rows[index].cells.push_back(Number(value));
-    if (std::isfinite(limits.control_line) && TolerantGreater(value, limits.control_line)) {
-      sheet.highlights.emplace_back(static_cast<int>(index), 0);
-    }
-  }
-  return sheet;
+  return mspc::StatisticSheet(
+      title, column, engine.ComponentCount(), data, ModelRows(engine), values, limits);
 }
 
 // The observation of a contribution report: its host case number and its name (may be empty).
@@ -205,13 +114,8 @@ Spreadsheet OneColumnVariableSheet(std::string title,
                                    const PCAEngine& engine,
                                    const WorkingData& data,
                                    const std::vector<double>& values) {
-  Spreadsheet sheet = VariableSheet(std::move(title), engine, data);
-  sheet.columns.push_back(std::move(column));
-  const std::vector<std::size_t> cols = ModelColumns(engine);
-  for (std::size_t index = 0; index < cols.size(); ++index) {
-    sheet.rows[index].cells.push_back(Number(values[cols[index]]));
-  }
-  return sheet;
+  return mspc::OneColumnVariableSheet(
+      std::move(title), std::move(column), data, ModelColumns(engine), values);
 }
 
 Graph VariableBarChart(std::string title,
@@ -220,14 +124,13 @@ Graph VariableBarChart(std::string title,
                        const PCAEngine& engine,
                        const WorkingData& data,
                        const std::vector<double>& values) {
-  Graph graph;
-  graph.type = GraphType::kBar;
-  graph.title = std::move(title);
-  graph.subtitles.push_back(ComponentsSubtitle(engine));
-  graph.x_label = Text(MessageId::kRowHeaderVariable);
-  graph.y_label = std::move(y_label);
-  graph.series.push_back(VariableSeries(std::move(series), engine, data, values));
-  return graph;
+  return mspc::VariableBarChart(std::move(title),
+                                std::move(series),
+                                std::move(y_label),
+                                engine.ComponentCount(),
+                                data,
+                                ModelColumns(engine),
+                                values);
 }
 
 // The T² contribution spread over all K columns (not-a-number for excluded variables).
@@ -261,15 +164,8 @@ Spreadsheet CaseByVariableSheet(std::string title,
                                 const PCAEngine& engine,
                                 const WorkingData& data,
                                 const DMatrix& values) {
-  Spreadsheet sheet = CaseSheet(std::move(title), engine, data);
-  const std::vector<std::size_t> cols = ModelColumns(engine);
-  for (std::size_t col : cols) sheet.columns.push_back(ColumnLabel(data, col));
-  const std::vector<std::size_t> rows = ModelRows(engine);
-  for (std::size_t index = 0; index < rows.size(); ++index) {
-    for (std::size_t col : cols)
-      sheet.rows[index].cells.push_back(Number(values(rows[index], col)));
-  }
-  return sheet;
+  return mspc::CaseByVariableSheet(
+      std::move(title), data, ModelRows(engine), ModelColumns(engine), values);
 }
 
 // The residual SS of column `col` after the first `components` components: the residual of
@@ -321,12 +217,20 @@ std::optional<ReportRefusal> ResolveObservation(const PCAEngine& engine,
                                                 const WorkingData& data,
                                                 std::string_view observation,
                                                 std::size_t& row) {
-  const std::vector<std::size_t> rows = ModelRows(engine);
+  // The most out-of-control observation: the largest T², or the largest SPE(Q) when the model
+  // has no component to give a T².
+  const std::vector<double> statistic =
+      engine.ComponentCount() > 0 ? ComputeModelT2(engine) : ComputeModelSPE(engine);
+  return ResolveObservation(ModelRows(engine), data, observation, statistic, row);
+}
+
+std::optional<ReportRefusal> ResolveObservation(const std::vector<std::size_t>& rows,
+                                                const WorkingData& data,
+                                                std::string_view observation,
+                                                const std::vector<double>& statistic,
+                                                std::size_t& row) {
   if (observation.empty() && !rows.empty()) {
-    // The most out-of-control observation: the largest T², or the largest SPE(Q) when the
-    // model has no component to give a T². Ties keep the earlier row.
-    const std::vector<double> statistic =
-        engine.ComponentCount() > 0 ? ComputeModelT2(engine) : ComputeModelSPE(engine);
+    // Ties keep the earlier row.
     row = rows.front();
     for (std::size_t candidate : rows) {
       if (TolerantGreater(statistic[candidate], statistic[row])) row = candidate;
@@ -423,25 +327,8 @@ Graph PCASummaryOverview(const PCAEngine& engine) {
 }
 
 Spreadsheet PCADescriptiveStatistics(const PCAEngine& engine, const WorkingData& data) {
-  Spreadsheet sheet = VariableSheet(Text(MessageId::kDescriptiveStatisticsTitle), engine, data);
-  for (MessageId column : {MessageId::kColumnValidN,
-                           MessageId::kColumnMean,
-                           MessageId::kColumnStdDev,
-                           MessageId::kColumnScalingFactor}) {
-    sheet.columns.push_back(Text(column));
-  }
-  const auto value = [](const std::vector<double>& values, std::size_t col) {
-    return Number(col < values.size() ? values[col] : kMissingValue);
-  };
-  const std::vector<std::size_t> cols = ModelColumns(engine);
-  for (std::size_t index = 0; index < cols.size(); ++index) {
-    const std::size_t col = cols[index];
-    sheet.rows[index].cells = {value(data.valid_count, col),
-                               value(data.mean, col),
-                               value(data.standard_deviation, col),
-                               value(data.scale, col)};
-  }
-  return sheet;
+  return DescriptiveStatisticsSheet(
+      Text(MessageId::kDescriptiveStatisticsTitle), data, ModelColumns(engine));
 }
 
 Spreadsheet PCAEigenvalues(const PCAEngine& engine, const WorkingData& data) {

@@ -53,6 +53,13 @@ std::optional<ReportRefusal> ResolveObservation(const PCAEngine& engine,
                                                 const WorkingData& data,
                                                 std::string_view observation,
                                                 std::size_t& row);
+/// The same over the model rows `rows`: an empty text picks the row with the largest
+/// `statistic` (indexed by row).
+std::optional<ReportRefusal> ResolveObservation(const std::vector<std::size_t>& rows,
+                                                const WorkingData& data,
+                                                std::string_view observation,
+                                                const std::vector<double>& statistic,
+                                                std::size_t& row);
 
 /// Hotelling T² of every row (not-a-number for excluded rows; 0 without components).
 std::vector<double> ComputeModelT2(const PCAEngine& engine);

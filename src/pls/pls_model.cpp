@@ -156,7 +156,7 @@ CPLSModel::CPLSModel(CAnalysisSupport* analysis) : CMultivariate(analysis) {}
 
 ModelKind CPLSModel::Kind() const { return ModelKind::kPLS; }
 
-bool CPLSModel::IsFitted() const { return engine_.ComponentCount() > 0; }
+bool CPLSModel::IsFitted() const { return prepared_; }
 
 PLSModelType CPLSModel::ModelType() const {
   for (std::size_t col = 0; col < dependents_.column_code.size(); ++col) {
@@ -189,6 +189,7 @@ void CPLSModel::Run(const StartupOptions& options) {
   predictors_ = std::move(blocks.x);
   dependents_ = std::move(blocks.y);
   engine_ = std::move(engine);
+  prepared_ = true;
   engine_.AutoFit();
 }
 

@@ -5,6 +5,7 @@
 #include "models/base_model.hpp"
 #include "pls/pls_coefficients.hpp"
 #include "pls/pls_engine.hpp"
+#include "pls/pls_reports.hpp"
 
 namespace mspc {
 
@@ -14,7 +15,8 @@ class CPLSModel : public CMultivariate {
   explicit CPLSModel(CAnalysisSupport* analysis);
 
   ModelKind Kind() const override;
-  /// Whether at least one component is stored.
+  /// Whether a run prepared the blocks, even one whose fit stored no component (its reports
+  /// then say so).
   bool IsFitted() const override;
   /// Read the predictors and dependents, screen and scale them, and fit components by the
   /// options. A cancel (`UserAbort`) keeps the components stored before it.
@@ -31,12 +33,19 @@ class CPLSModel : public CMultivariate {
   PLSModelType ModelType() const;
   const PLSEngine& engine() const { return engine_; }
   PLSEngine& engine() { return engine_; }
+  /// The settings of the Results dialog, kept with the model while its dialogs come and go.
+  PLSReportOptions& report_options() { return report_options_; }
+  const PLSReportOptions& report_options() const { return report_options_; }
+  /// What the reports read.
+  PLSReportData report_data() const { return {engine_, predictors_, dependents_}; }
 
  private:
   RemovalNotes removal_notes_;
   WorkingData predictors_;
   WorkingData dependents_;
   PLSEngine engine_;
+  PLSReportOptions report_options_;
+  bool prepared_ = false;
 };
 
 /// The fit options of a PLS model from the options of its Startup.

@@ -268,5 +268,95 @@ TEST(CommandLineRun, UnreadableInputsEndWithStatusOneAndAClearMessage) {
   EXPECT_EQ(run.messages["messages"].size(), 1u);
 }
 
+// Thirty cases of y = 1 + 2 x1 - x2 plus a little noise; x3 carries nothing, x4 = x1 + x2.
+std::string LinearCsv() {
+  std::string text = "x1,x2,x3,x4,y\n";
+  for (int row = 0; row < 30; ++row) {
+    const double x1 = std::sin(0.9 * row) * 2.0;
+    const double x2 = std::cos(0.4 * row) + 0.05 * row;
+    const double x3 = ((row * 5) % 7) - 3.0;
+    const double noise = 0.01 * (((row * 3) % 5) - 2.0);
+    char line[160];
+    std::snprintf(line,
+                  sizeof line,
+                  "%.17g,%.17g,%.17g,%.17g,%.17g\n",
+                  x1,
+                  x2,
+                  x3,
+                  x1 + x2,
+                  1.0 + 2.0 * x1 - x2 + noise);
+    text += line;
+  }
+  return text;
+}
+
+TEST(CommandLineFitPLS, FixedComponentsWriteTheSummaryCoefficientsAndPredictions) {
+  TempFolder folder;
+  const std::string data = folder.Write("linear.csv", LinearCsv());
+  const CliRun run =
+      RunCli(folder, "fit pls --data " + Quoted(data) + " --y y --x x1,x2,x3,x4 --components 2");
+  ASSERT_EQ(run.status, 0) << run.stderr_text;
+  const json& summary = run.Report("Partial Least Squares Summary");
+  ASSERT_EQ(summary["rows"].size(), 2u);
+  EXPECT_GT(summary["rows"][1]["cells"][3].get<double>(), 0.999);
+  // Along x1 and x2 (x4 shares both) the coefficients are the generating ones.
+  const json& units = run.Report("Regression coefficients (data units)")["rows"];
+  ASSERT_EQ(units.size(), 5u);
+  const auto b = [&](std::size_t j) { return units[j]["cells"][0].get<double>(); };
+  EXPECT_NEAR(b(0) + b(3), 2.0, 0.02);
+  EXPECT_NEAR(b(1) + b(3), -1.0, 0.02);
+  EXPECT_NEAR(b(4), 1.0, 0.05);
+  const json& predictions = run.Report("Predictions")["rows"];
+  ASSERT_EQ(predictions.size(), 30u);
+  for (const json& row : predictions) {
+    EXPECT_NEAR(row["cells"][1].get<double>() + row["cells"][2].get<double>(),
+                row["cells"][0].get<double>(),
+                1e-9);
+  }
+  EXPECT_EQ(run.Report("Variable importance")["rows"].size(), 4u);
+  run.Report("Hotelling T² Control Chart", "graph");
+  run.Report("Score limits of the X scores");
+}
+
+TEST(CommandLineFitPLS, AVariableInBothRolesStopsWithItsMessage) {
+  TempFolder folder;
+  const std::string data = folder.Write("linear.csv", LinearCsv());
+  const CliRun run =
+      RunCli(folder, "fit pls --data " + Quoted(data) + " --y x1 --x x1,x2 --components 1");
+  EXPECT_NE(run.status, 0);
+  EXPECT_TRUE(run.HasMessage(
+      "The variable x1 is selected both as a dependent and as a predictor variable. A variable "
+      "can take only one role in the partial least squares analysis."));
+}
+
+TEST(CommandLineFitPLS, GasolineOctaneFromTheSpectraIsCrossValidatedAndDeterministic) {
+  const std::string data = std::string(MSPC_SOURCE_DIR) + "/examples/data/gasoline/gasoline.csv";
+  const std::string header = ReadText(data).substr(0, ReadText(data).find('\n'));
+  std::string predictors;
+  for (std::size_t start = 0; start < header.size();) {
+    std::size_t end = header.find(',', start);
+    if (end == std::string::npos) end = header.size();
+    const std::string name = header.substr(start, end - start);
+    if (name.rfind("NIR_", 0) == 0) predictors += (predictors.empty() ? "" : ",") + name;
+    start = end + 1;
+  }
+  ASSERT_EQ(std::count(predictors.begin(), predictors.end(), ',') + 1, 401);
+  const std::string arguments = "fit pls --data " + Quoted(data) + " --y octane --x " + predictors +
+                                " --cv vfold --folds 10 --scaling none";
+  TempFolder folder;
+  const CliRun first = RunCli(folder, arguments);
+  ASSERT_EQ(first.status, 0) << first.stderr_text;
+  const json& rows = first.Report("Partial Least Squares Summary")["rows"];
+  ASSERT_GE(rows.size(), 2u);
+  // The spectra predict octane well in cross-validation.
+  EXPECT_GT(rows[rows.size() - 1]["cells"][3].get<double>(), 0.95);
+  EXPECT_GT(rows[1]["cells"][5].get<double>(), 0.8);
+  EXPECT_EQ(first.Report("Variable importance")["rows"].size(), 401u);
+  EXPECT_EQ(first.Report("Regression coefficients (data units)")["rows"].size(), 402u);
+  EXPECT_EQ(first.Report("Predictions")["rows"].size(), 60u);
+  const CliRun second = RunCli(folder, arguments);
+  EXPECT_EQ(first.reports, second.reports);
+}
+
 }  // namespace
 }  // namespace mspc
