@@ -17,6 +17,8 @@ namespace {
 // A case needs two valid source variables whatever the option for the minimum says; the option
 // only appears in the stop message.
 constexpr double kMinValidSourceVariables = 2.0;
+// A block screened only for empty rows needs one valid value per row.
+constexpr double kMinValidValuesOfBlock = 1.0;
 constexpr int kMinRemainingVariables = 2;
 constexpr int kMinRemainingPredictors = 2;
 constexpr int kMinRemainingDependents = 1;
@@ -156,6 +158,30 @@ class Screen {
                    options_.min_percent_valid_variables,
                    PercentageRefusal(row, percentage));
       }
+    }
+  }
+
+  // A row with no valid cell at all (only the columns not removed count).
+  void ScreenEmptyCases() {
+    for (std::size_t row = 0; row < data_.x.rows(); ++row) {
+      if (data_.removed_cases[row]) continue;
+      int missing_cells = 0;
+      bool any_valid = false;
+      for (std::size_t col = 0; col < data_.x.cols(); ++col) {
+        if (data_.removed_columns[col]) continue;
+        if (IsMissing(data_.x(row, col))) {
+          ++missing_cells;
+        } else {
+          any_valid = true;
+        }
+      }
+      if (any_valid) continue;
+      RemoveCase(row,
+                 missing_cells,
+                 causes_.case_count,
+                 0.0,
+                 kMinValidValuesOfBlock,
+                 CountRefusal(row, 0));
     }
   }
 
@@ -390,6 +416,31 @@ void ScreenWorkingData(CAnalysisSupport& analysis,
   const std::vector<bool> removed_before = data.removed_cases;
   Screen screen(analysis, options, kind, notes, data, rows);
   screen.ScreenCases();
+  screen.ScreenColumns(removed_before);
+  CopyVariableStatistics(data);
+  CheckRemainingCounts(kind, data);
+}
+
+void RemoveCasesWithoutValues(CAnalysisSupport& analysis,
+                              const ScreeningOptions& options,
+                              ScreeningKind kind,
+                              RemovalNotes& notes,
+                              WorkingData& data) {
+  PrepareFlags(data);
+  Screen screen(analysis, options, kind, notes, data, ScreenedRows::kCases);
+  screen.ScreenEmptyCases();
+}
+
+void ScreenWorkingColumns(CAnalysisSupport& analysis,
+                          const ScreeningOptions& options,
+                          ScreeningKind kind,
+                          RemovalNotes& notes,
+                          WorkingData& data,
+                          const std::vector<bool>& removed_before_case_screen) {
+  PrepareFlags(data);
+  std::vector<bool> removed_before = removed_before_case_screen;
+  removed_before.resize(data.x.rows(), false);
+  Screen screen(analysis, options, kind, notes, data, ScreenedRows::kCases);
   screen.ScreenColumns(removed_before);
   CopyVariableStatistics(data);
   CheckRemainingCounts(kind, data);

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "frame/analysis_support.hpp"
 #include "frame/working_data.hpp"
@@ -59,6 +60,27 @@ void ScreenWorkingData(CAnalysisSupport& analysis,
                        RemovalNotes& notes,
                        WorkingData& data,
                        ScreenedRows rows = ScreenedRows::kCases);
+
+/// Remove the rows that have no valid cell left in the columns not removed, under the kind's
+/// case-count cause (or stop with the case-count message when removal is not allowed). This is
+/// the case screen of a dependent block: a block of one dependent variable would fail the
+/// two-variable count of `ScreenWorkingData` in every row, so its cases are screened by the
+/// predictors and only a case without any dependent value is removed on the dependents' account.
+void RemoveCasesWithoutValues(CAnalysisSupport& analysis,
+                              const ScreeningOptions& options,
+                              ScreeningKind kind,
+                              RemovalNotes& notes,
+                              WorkingData& data);
+
+/// The variable screen of `ScreenWorkingData` alone (count, percentage, variance over the rows
+/// not removed), then the counts that remain. `removed_before_case_screen` are the rows that
+/// were removed before the model's case screens ran, for the wording of the no-variance stop.
+void ScreenWorkingColumns(CAnalysisSupport& analysis,
+                          const ScreeningOptions& options,
+                          ScreeningKind kind,
+                          RemovalNotes& notes,
+                          WorkingData& data,
+                          const std::vector<bool>& removed_before_case_screen);
 
 /// The number of source variables that keep at least one column.
 int CountRemainingSourceVariables(const WorkingData& data);

@@ -274,6 +274,15 @@ constexpr Entry kTable[] = {
     {3213, "Squared residual"},
     {3214, "Residual"},
 
+    {4000, "Regression"},
+    {4001, "Classification"},
+    {4002,
+     "The variable %s is selected both as a dependent and as a predictor variable. A variable "
+     "can take only one role in the partial least squares analysis."},
+    {4003,
+     "No dependent variable is selected. Select at least one dependent variable for the partial "
+     "least squares analysis."},
+
     {5000,
      "The missing value in the time stamp variable causes the case to be ignored. Please "
      "carefully interpret the analysis results."},

@@ -145,6 +145,12 @@ enum class MessageId : int {
   kSquaredResidualSeries = 3213,
   kResidualSeries = 3214,
 
+  // PLS engine.
+  kPLSRegression = 4000,
+  kPLSClassification = 4001,
+  kPLSVariableInBothRoles = 4002,
+  kPLSNoDependentSelected = 4003,
+
   // Batch data: unfolding, its checks and the batch reports.
   kTimeStampMissing = 5000,
   kBatchCodeMissing = 5001,

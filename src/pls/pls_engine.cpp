@@ -1,0 +1,762 @@
+#include "pls/pls_engine.hpp"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cassert>
+#include <cmath>
+#include <string>
+#include <utility>
+
+#include "host/errors.hpp"
+#include "host/progress.hpp"
+#include "models/missing.hpp"
+#include "models/tolerant.hpp"
+#include "pca/pca_engine.hpp"
+#include "pls/pls_validation.hpp"
+
+namespace mspc {
+
+// Work vectors of the masked kernels for one fit: one set sized for X and one for Y.
+struct PLSScratch {
+  NIPALSScratch x;
+  NIPALSScratch y;
+
+  PLSScratch(std::size_t rows, std::size_t x_cols, std::size_t y_cols) {
+    x.Resize(rows, x_cols);
+    y.Resize(rows, y_cols);
+  }
+};
+
+namespace {
+
+// The constants of the cross-validated test: a dependent column predicts when |Q²_k| reaches
+// kColumnQ2Threshold, and a component's Q² is negligible below kNegligibleQ2.
+constexpr double kColumnQ2Threshold = 0.03;
+constexpr double kNegligibleQ2 = 0.01;
+
+// Shows "Computing..." while one component is fitted and takes the bar down however the
+// component ends, a cancel included.
+class ProgressScope {
+ public:
+  ProgressScope(ProgressMonitor* progress, int steps) : progress_(progress) {
+    if (progress_ != nullptr) {
+      progress_->Start(std::string(MessageText(MessageId::kComputing)), steps);
+    }
+  }
+  ~ProgressScope() {
+    if (progress_ != nullptr) progress_->Stop();
+  }
+  ProgressScope(const ProgressScope&) = delete;
+  ProgressScope& operator=(const ProgressScope&) = delete;
+
+ private:
+  ProgressMonitor* progress_;
+};
+
+std::vector<bool> ExclusionOrNone(std::vector<bool> excluded, std::size_t size) {
+  if (excluded.empty()) excluded.assign(size, false);
+  assert(excluded.size() == size);
+  return excluded;
+}
+
+int CountIncluded(const std::vector<bool>& excluded) {
+  return static_cast<int>(std::count(excluded.begin(), excluded.end(), false));
+}
+
+double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
+
+// (raw - mean) / scale for the present cells; a zero scale divides by 1.
+DMatrix ScaleBlock(const DMatrix& raw, const BlockScaling& scaling) {
+  assert(scaling.mean.size() == raw.cols() && scaling.scale.size() == raw.cols());
+  DMatrix scaled(raw.rows(), raw.cols());
+  for (std::size_t row = 0; row < raw.rows(); ++row) {
+    for (std::size_t col = 0; col < raw.cols(); ++col) {
+      const double value = raw(row, col);
+      scaled(row, col) = std::isfinite(value)
+                             ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
+                             : kMissingValue;
+    }
+  }
+  return scaled;
+}
+
+// Scales of zero (within the tolerance) leave the centred cells as they are: they become 1, so
+// that scaling back is the same operation.
+BlockScaling EffectiveScaling(BlockScaling scaling) {
+  for (double& scale : scaling.scale) {
+    if (IsTolerantZero(scale) || !std::isfinite(scale)) scale = 1.0;
+  }
+  return scaling;
+}
+
+BlockScaling IdentityScaling(std::size_t cols) {
+  return {std::vector<double>(cols, 0.0), std::vector<double>(cols, 1.0)};
+}
+
+void NormaliseLength(std::span<double> values) {
+  double ss = 0.0;
+#pragma omp simd reduction(+ : ss)
+  for (std::size_t index = 0; index < values.size(); ++index) ss += values[index] * values[index];
+  const double norm = std::sqrt(ss);
+  // A zero vector has no direction to keep; it stays zero.
+  if (IsTolerantZero(norm)) return;
+  for (double& value : values) value /= norm;
+}
+
+// sum_i a_i b_i over every row; rows that take no part hold 0 in one of the vectors.
+double Dot(std::span<const double> a, std::span<const double> b) {
+  double sum = 0.0;
+#pragma omp simd reduction(+ : sum)
+  for (std::size_t index = 0; index < a.size(); ++index) sum += a[index] * b[index];
+  return sum;
+}
+
+// Divide unless the divisor is zero within the tolerance; then the numerator stands.
+double DivideOrKeep(double numerator, double denominator) {
+  return IsTolerantZero(denominator) ? numerator : numerator / denominator;
+}
+
+}  // namespace
+
+std::optional<MessageId> PLSFitOptions::Validate() const {
+  if (max_iterations < kMinIterations || max_iterations > kMaxIterations) {
+    return MessageId::kMaxIterationsOutOfRange;
+  }
+  if (!TolerantAtLeast(convergence, 0.0) || !TolerantAtMost(convergence, 1.0)) {
+    return MessageId::kConvergenceCriterionOutOfRange;
+  }
+  if (cross_validation && folds < 2) return MessageId::kFoldsBelowTwo;
+  return std::nullopt;
+}
+
+int MaxPLSComponents(int rows, int x_columns, std::int64_t initial_dof) {
+  const int count_bound = std::max(0, std::min(rows, x_columns));
+  std::int64_t budget = initial_dof;
+  int affordable = 0;  // J
+  // Past min(N, P) the answer no longer depends on J, so the count stops there.
+  for (int component = 1; component <= count_bound; ++component) {
+    if (budget < 0) break;
+    budget -= static_cast<std::int64_t>(rows) + x_columns - 2 * std::int64_t{component};
+    affordable = component;
+  }
+  return std::min(count_bound, affordable);
+}
+
+bool TestPLSComponent(CPLSNode& node,
+                      const CPLSNode* previous,
+                      std::span<const double> y_column_ss,
+                      const std::vector<bool>& excluded_y_columns,
+                      int auto_fit_limit) {
+  const double press_ratio = DivideOrKeep(node.press_y, node.remaining_ss_y);
+  node.q2 = 1.0 - press_ratio;
+  node.q2_cumulative =
+      previous == nullptr ? node.q2 : 1.0 - (1.0 - previous->q2_cumulative) * press_ratio;
+  node.q2_limit = 0.0;
+
+  const bool beyond_auto_limit = node.component > auto_fit_limit;
+  if (beyond_auto_limit) node.status = PLSStatus::kBeyondAutoFitLimit;
+  if (TolerantGreater(node.q2, 0.0)) {
+    if (!beyond_auto_limit) node.status = PLSStatus::kAccepted;
+    return true;
+  }
+
+  // Q² does not speak for the component: look at the dependent columns one by one. Their
+  // reference is what the previous component explained in each, not the remaining SS.
+  int substantial = 0;  // c1: |Q²_k| >= 0.03
+  int predicting = 0;   // c2: Q²_k >= 0
+  const std::vector<double> column_q2 = ColumnQ2(node, previous, y_column_ss, excluded_y_columns);
+  for (std::size_t col = 0; col < column_q2.size(); ++col) {
+    if (!excluded_y_columns.empty() && excluded_y_columns[col]) continue;
+    if (TolerantAtLeast(std::fabs(column_q2[col]), kColumnQ2Threshold)) ++substantial;
+    if (TolerantAtLeast(column_q2[col], 0.0)) ++predicting;
+  }
+  // A component above Kauto is rejected whatever its columns say. (It is marked -6 above, so
+  // the rule's last case, -3 for a component above Kauto, has nothing left to mark.)
+  if (beyond_auto_limit) return false;
+  if (predicting >= 1) {
+    node.status = PLSStatus::kAcceptedBySingleDependent;
+    return true;
+  }
+  if (TolerantLess(std::fabs(node.q2), kNegligibleQ2) && substantial == 0) {
+    node.status = PLSStatus::kNotSignificant;
+    return false;
+  }
+  // Rejected, the status stays undecided.
+  return false;
+}
+
+void PLSEngine::SetOptions(const PLSFitOptions& options) {
+  options_ = options;
+  folds_.reset();
+}
+
+void PLSEngine::CenterAndScale(const DMatrix& raw_x,
+                               const DMatrix& raw_y,
+                               BlockScaling x_scaling,
+                               BlockScaling y_scaling,
+                               PLSExclusions exclusions) {
+  assert(raw_x.rows() == raw_y.rows());
+  x_scaling_ = EffectiveScaling(std::move(x_scaling));
+  y_scaling_ = EffectiveScaling(std::move(y_scaling));
+  scaled_x_ = ScaleBlock(raw_x, x_scaling_);
+  scaled_y_ = ScaleBlock(raw_y, y_scaling_);
+  BuildWorkingSet(std::move(exclusions));
+}
+
+void PLSEngine::LoadScaled(DMatrix x, DMatrix y, PLSExclusions exclusions) {
+  assert(x.rows() == y.rows());
+  x_scaling_ = IdentityScaling(x.cols());
+  y_scaling_ = IdentityScaling(y.cols());
+  scaled_x_ = ScaleBlock(x, x_scaling_);
+  scaled_y_ = ScaleBlock(y, y_scaling_);
+  BuildWorkingSet(std::move(exclusions));
+}
+
+void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
+  const std::size_t rows = Rows();
+  excluded_rows_ = ExclusionOrNone(std::move(exclusions.rows), rows);
+  excluded_x_columns_ = ExclusionOrNone(std::move(exclusions.x_columns), XCols());
+  excluded_y_columns_ = ExclusionOrNone(std::move(exclusions.y_columns), YCols());
+  active_rows_ = CountIncluded(excluded_rows_);
+  active_x_columns_ = CountIncluded(excluded_x_columns_);
+  active_y_columns_ = CountIncluded(excluded_y_columns_);
+
+  base_row_weight_.assign(rows, 0.0);
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
+  }
+
+  // The masks and the totals of one block.
+  const auto build_block = [this, rows](const DMatrix& scaled,
+                                        const std::vector<bool>& excluded_columns,
+                                        std::vector<std::uint8_t>& mask,
+                                        std::vector<double>& column_ss,
+                                        double& total_ss) {
+    const std::size_t cols = scaled.cols();
+    mask.assign(rows * cols, 0);
+    column_ss.assign(cols, 0.0);
+    total_ss = 0.0;
+    for (std::size_t row = 0; row < rows; ++row) {
+      if (excluded_rows_[row]) continue;
+      for (std::size_t col = 0; col < cols; ++col) {
+        const double value = scaled(row, col);
+        if (excluded_columns[col] || IsMissing(value)) continue;
+        mask[row * cols + col] = 1;
+        column_ss[col] += value * value;
+        total_ss += value * value;
+      }
+    }
+  };
+  build_block(scaled_x_, excluded_x_columns_, x_mask_, x_column_ss_, total_ss_x_);
+  build_block(scaled_y_, excluded_y_columns_, y_mask_, y_column_ss_, total_ss_y_);
+
+  initial_dof_ = static_cast<std::int64_t>(active_rows_) * active_x_columns_;
+  max_components_ = MaxPLSComponents(active_rows_, active_x_columns_, initial_dof_);
+  auto_fit_limit_ = std::min(active_rows_ / 2, active_x_columns_ / 2);
+  folds_.reset();
+  RemoveAllComponents();
+}
+
+void PLSEngine::RestoreWorkingMatrices() {
+  const auto restore = [](const DMatrix& scaled, const std::vector<std::uint8_t>& mask) {
+    DMatrix working(scaled.rows(), scaled.cols());
+    for (std::size_t row = 0; row < scaled.rows(); ++row) {
+      for (std::size_t col = 0; col < scaled.cols(); ++col) {
+        if (mask[row * scaled.cols() + col] != 0) working(row, col) = scaled(row, col);
+      }
+    }
+    return working;
+  };
+  x_ = restore(scaled_x_, x_mask_);
+  y_ = restore(scaled_y_, y_mask_);
+}
+
+bool PLSEngine::IsYMissing(std::size_t row, std::size_t col) const {
+  return IsMissing(scaled_y_(row, col));
+}
+
+std::int64_t PLSEngine::ComponentCost(int component) const {
+  return static_cast<std::int64_t>(active_rows_) + active_x_columns_ - 2 * std::int64_t{component};
+}
+
+const FoldPlan& PLSEngine::Folds() const {
+  if (!folds_) {
+    if (options_.folds < 2) throw AnalysisStop::With(MessageId::kFoldsBelowTwo);
+    // More folds than rows + 1 only add empty folds; the assignment of the rows is unchanged.
+    const auto row_bound = static_cast<long long>(Rows()) + 1;
+    const int folds = static_cast<int>(
+        std::min<long long>({options_.folds, std::max<long long>(row_bound, 2), kMaxFolds}));
+    if (options_.random_folds && random_ != nullptr) {
+      folds_ = AssignFoldsAtRandom(Rows(), folds, options_.seed, *random_);
+    } else {
+      folds_ = AssignFoldsInRotation(Rows(), folds);
+    }
+  }
+  return *folds_;
+}
+
+CPLSNode PLSEngine::NewNode() const {
+  CPLSNode node;
+  node.component = ComponentCount() + 1;
+  node.dof_at_creation = dof_;
+  node.dof_cost = ComponentCost(node.component);
+  if (nodes_.empty()) {
+    node.remaining_ss_x = total_ss_x_;
+    node.remaining_ss_y = total_ss_y_;
+  } else {
+    const CPLSNode& previous = nodes_.back();
+    node.remaining_ss_x = previous.remaining_ss_x - previous.explained_ss_x;
+    node.remaining_ss_y = previous.remaining_ss_y - previous.explained_ss_y;
+  }
+  node.t.assign(Rows(), 0.0);
+  node.u.assign(Rows(), 0.0);
+  node.p.assign(XCols(), 0.0);
+  node.w.assign(XCols(), 0.0);
+  node.q.assign(YCols(), 0.0);
+  node.press_x_per_column.assign(XCols(), CPLSNode::kNotComputed);
+  node.press_y_per_column.assign(YCols(), CPLSNode::kNotComputed);
+  node.explained_ss_x_per_column.assign(XCols(), 0.0);
+  node.explained_ss_y_per_column.assign(YCols(), 0.0);
+  return node;
+}
+
+void PLSEngine::StartVector(std::span<const double> row_weight,
+                            CPLSNode& node,
+                            PLSScratch& scratch) const {
+  const std::size_t rows = Rows();
+  const std::size_t cols = YCols();
+  // Sum of squares of every Y column over the valid rows: cells that take no part hold 0.
+  std::vector<double>& column_ss = scratch.y.numerator;
+  std::fill(column_ss.begin(), column_ss.end(), 0.0);
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double weight = row_weight[row];
+    const double* values = y_.data() + row * cols;
+    for (std::size_t col = 0; col < cols; ++col) {
+      column_ss[col] += weight * values[col] * values[col];
+    }
+  }
+  // The largest sum starts; a later column must exceed the best by the slack to replace it,
+  // so ties (all zero included) keep the earlier column.
+  std::optional<std::size_t> start;
+  for (std::size_t col = 0; col < cols; ++col) {
+    if (excluded_y_columns_[col]) continue;
+    if (!start || TolerantGreater(column_ss[col], column_ss[*start])) start = col;
+  }
+  std::fill(node.u.begin(), node.u.end(), 0.0);
+  if (start) {
+    for (std::size_t row = 0; row < rows; ++row) node.u[row] = row_weight[row] * y_(row, *start);
+  }
+  node.iterations = 1;
+  node.lambda = -1.0;
+}
+
+bool PLSEngine::RunNIPALS(std::span<const double> row_weight,
+                          CPLSNode& node,
+                          const PassPoll& poll) const {
+  PLSScratch scratch(Rows(), XCols(), YCols());
+  return RunNIPALS(row_weight, node, scratch, poll);
+}
+
+bool PLSEngine::RunNIPALS(std::span<const double> row_weight,
+                          CPLSNode& node,
+                          PLSScratch& scratch,
+                          const PassPoll& poll) const {
+  assert(row_weight.size() == Rows() && node.t.size() == Rows() && node.u.size() == Rows());
+  assert(node.w.size() == XCols() && node.p.size() == XCols() && node.q.size() == YCols());
+  StartVector(row_weight, node, scratch);
+  std::fill(node.t.begin(), node.t.end(), 0.0);
+  std::fill(node.w.begin(), node.w.end(), 0.0);
+  std::fill(node.p.begin(), node.p.end(), 0.0);
+  std::fill(node.q.begin(), node.q.end(), 0.0);
+  node.b = 0.0;
+
+  const bool single_dependent = active_y_columns_ == 1;
+  const int divisor = active_rows_ - 1;  // N - 1
+  while (true) {
+    // w_j = sum_i x_ij u_i / sum_i u_i^2 over the rows where x_ij takes part, then unit length.
+    nipals::LoadingStep(x_, x_mask_, node.u, -1, node.w, scratch.x);
+    NormaliseLength(node.w);
+    // t_i = sum_j x_ij w_j / sum_j w_j^2 over the cells of row i that take part.
+    nipals::ScoreStep(x_, x_mask_, node.w, row_weight, node.t, scratch.x);
+
+    const double score_ss = Dot(node.t, node.t);  // t't; rows left out have t_i = 0
+    const double lambda = divisor > 0 ? score_ss / divisor : score_ss;
+    bool converged = TolerantLess(std::fabs(lambda - node.lambda), lambda * options_.convergence);
+    node.lambda = lambda;
+
+    if (single_dependent) {
+      // With one dependent column q is 1 and u stays that column: one pass is the answer.
+      for (std::size_t col = 0; col < YCols(); ++col) {
+        node.q[col] = excluded_y_columns_[col] ? 0.0 : 1.0;
+      }
+      converged = true;
+    } else {
+      // q_k = sum_i y_ik t_i / sum_i t_i^2 over the rows where y_ik takes part, unit length;
+      // u_i = sum_k y_ik q_k / sum_k q_k^2 over the cells of row i that take part.
+      nipals::LoadingStep(y_, y_mask_, node.t, -1, node.q, scratch.y);
+      NormaliseLength(node.q);
+      nipals::ScoreStep(y_, y_mask_, node.q, row_weight, node.u, scratch.y);
+    }
+
+    if (poll && poll(node.iterations)) return false;
+    if (converged || node.iterations >= options_.max_iterations) break;
+    ++node.iterations;
+  }
+
+  // p_j = sum_i x_ij t_i / sum_i t_i^2 over the rows where x_ij takes part; b = u't / t't.
+  nipals::LoadingStep(x_, x_mask_, node.t, -1, node.p, scratch.x);
+  node.b = DivideOrKeep(Dot(node.u, node.t), Dot(node.t, node.t));
+  return true;
+}
+
+void PLSEngine::FitOnAllCases(CPLSNode& node) const {
+  PassPoll poll;
+  if (progress_ != nullptr) {
+    poll = [this](int pass) {
+      progress_->SetPosition(pass);
+      return progress_->CancelRequested();
+    };
+  }
+  if (!RunNIPALS(base_row_weight_, node, poll)) throw UserAbort();
+  node.fitted = true;
+}
+
+void PLSEngine::CrossValidate(CPLSNode& node) const {
+  const std::size_t rows = Rows();
+  const std::size_t x_cols = XCols();
+  const std::size_t y_cols = YCols();
+  const FoldPlan& plan = Folds();
+  const auto fold_count = static_cast<std::size_t>(plan.folds);
+
+  // The non-excluded rows of every fold, and the progress line of each.
+  std::vector<std::vector<std::size_t>> fold_rows(fold_count);
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (!excluded_rows_[row]) fold_rows[plan.fold[row] - 1u].push_back(row);
+  }
+  std::vector<std::string> captions;
+  captions.reserve(fold_count);
+  for (int fold = 1; fold <= plan.folds; ++fold) {
+    captions.push_back(FormatMessage(MessageId::kCrossValidationFold, node.component, fold));
+  }
+
+  // Each fold writes only its own sums; they are added in fold order afterwards.
+  DMatrix press_x(fold_count, x_cols);
+  DMatrix press_y(fold_count, y_cols);
+  std::vector<double> fold_press_x(fold_count, 0.0);
+  std::vector<double> fold_press_y(fold_count, 0.0);
+
+  // Every buffer is allocated before the parallel region, which must not throw.
+  struct FoldBuffers {
+    CPLSNode node;
+    std::vector<double> row_weight;
+    PLSScratch scratch;
+  };
+  std::vector<FoldBuffers> buffers;
+  const auto thread_count = static_cast<std::size_t>(std::max(1, omp_get_max_threads()));
+  buffers.reserve(thread_count);
+  for (std::size_t thread = 0; thread < thread_count; ++thread) {
+    buffers.push_back({NewNode(), std::vector<double>(rows), PLSScratch(rows, x_cols, y_cols)});
+  }
+
+  // The host's progress bar belongs to the calling thread (thread 0 of the region): only it
+  // shows captions and polls; a cancel stops the other folds through the shared flag. The
+  // first fold's caption and poll come before the region, so a pending cancel is always seen.
+  if (progress_ != nullptr && fold_count > 0) {
+    progress_->SetCaption(captions.front());
+    if (progress_->CancelRequested()) throw UserAbort();
+  }
+  std::atomic<bool> cancelled{false};
+  const PassPoll poll = [this, &cancelled](int pass) {
+    if (progress_ != nullptr && omp_get_thread_num() == 0) {
+      progress_->SetPosition(pass);
+      if (progress_->CancelRequested()) cancelled.store(true, std::memory_order_relaxed);
+    }
+    return cancelled.load(std::memory_order_relaxed);
+  };
+
+  const auto signed_fold_count = static_cast<long long>(fold_count);
+#pragma omp parallel for schedule(dynamic, 1)
+  for (long long fold_index = 0; fold_index < signed_fold_count; ++fold_index) {
+    if (cancelled.load(std::memory_order_relaxed)) continue;
+    const auto fold = static_cast<std::size_t>(fold_index);
+    // An empty fold predicts nothing and adds nothing.
+    if (fold_rows[fold].empty()) continue;
+    const auto thread = static_cast<std::size_t>(omp_get_thread_num());
+    assert(thread < buffers.size());
+    FoldBuffers& buffer = buffers[thread];
+    if (progress_ != nullptr && thread == 0 && fold > 0) {
+      progress_->SetCaption(captions[fold]);
+      if (progress_->CancelRequested()) cancelled.store(true, std::memory_order_relaxed);
+    }
+
+    std::copy(base_row_weight_.begin(), base_row_weight_.end(), buffer.row_weight.begin());
+    for (std::size_t row : fold_rows[fold]) buffer.row_weight[row] = 0.0;
+    if (!RunNIPALS(buffer.row_weight, buffer.node, buffer.scratch, poll)) continue;
+
+    // The held-out rows are scored with the fold's loadings p and no division (not with the
+    // weights w): t^_i = sum_j x_ij p_j. Their residuals e = x - t^ p and f = y - t^ b q are
+    // the prediction errors.
+    const CPLSNode& fit = buffer.node;
+    const std::span<double> column_press_x = press_x.Row(fold);
+    const std::span<double> column_press_y = press_y.Row(fold);
+    double total_x = 0.0;
+    double total_y = 0.0;
+    for (std::size_t row : fold_rows[fold]) {
+      const double* x_values = x_.data() + row * x_cols;
+      const std::uint8_t* x_present = x_mask_.data() + row * x_cols;
+      double score = 0.0;  // t^_i
+#pragma omp simd reduction(+ : score)
+      for (std::size_t col = 0; col < x_cols; ++col) score += x_values[col] * fit.p[col];
+
+      double row_x = 0.0;
+#pragma omp simd reduction(+ : row_x)
+      for (std::size_t col = 0; col < x_cols; ++col) {
+        const double error =
+            static_cast<double>(x_present[col]) * (x_values[col] - score * fit.p[col]);
+        column_press_x[col] += error * error;
+        row_x += error * error;
+      }
+      total_x += row_x;
+
+      const double* y_values = y_.data() + row * y_cols;
+      const std::uint8_t* y_present = y_mask_.data() + row * y_cols;
+      const double fitted_y = score * fit.b;  // t^_i b
+      double row_y = 0.0;
+      for (std::size_t col = 0; col < y_cols; ++col) {
+        const double error =
+            static_cast<double>(y_present[col]) * (y_values[col] - fitted_y * fit.q[col]);
+        column_press_y[col] += error * error;
+        row_y += error * error;
+      }
+      total_y += row_y;
+    }
+    fold_press_x[fold] = total_x;
+    fold_press_y[fold] = total_y;
+  }
+  if (cancelled.load()) throw UserAbort();
+
+  node.press_x = 0.0;
+  node.press_y = 0.0;
+  node.press_x_per_column.assign(x_cols, 0.0);
+  node.press_y_per_column.assign(y_cols, 0.0);
+  for (std::size_t fold = 0; fold < fold_count; ++fold) {
+    node.press_x += fold_press_x[fold];
+    node.press_y += fold_press_y[fold];
+    for (std::size_t col = 0; col < x_cols; ++col)
+      node.press_x_per_column[col] += press_x(fold, col);
+    for (std::size_t col = 0; col < y_cols; ++col)
+      node.press_y_per_column[col] += press_y(fold, col);
+  }
+}
+
+bool PLSEngine::TestComponent(CPLSNode& node) const {
+  const CPLSNode* previous = nodes_.empty() ? nullptr : &nodes_.back();
+  return TestPLSComponent(node, previous, y_column_ss_, excluded_y_columns_, auto_fit_limit_);
+}
+
+void PLSEngine::Deflate(const CPLSNode& node, CPLSNode* explained) {
+  // x_ij -= t_i p_j and y_ik -= b t_i q_k on the cells that take part; the squares of what is
+  // taken out are the explained sums of squares.
+  const auto deflate_block = [this](DMatrix& working,
+                                    const std::vector<std::uint8_t>& mask,
+                                    std::span<const double> scores,
+                                    double factor,
+                                    std::span<const double> loadings,
+                                    std::vector<double>* column_ss,
+                                    double* total_ss) {
+    const std::size_t cols = working.cols();
+    std::vector<double> row_explained(cols, 0.0);
+    for (std::size_t row = 0; row < Rows(); ++row) {
+      const double score = factor * scores[row];
+      double* values = working.data() + row * cols;
+      const std::uint8_t* present = mask.data() + row * cols;
+#pragma omp simd
+      for (std::size_t col = 0; col < cols; ++col) {
+        const double fitted = static_cast<double>(present[col]) * score * loadings[col];
+        values[col] -= fitted;
+        row_explained[col] += fitted * fitted;
+      }
+    }
+    if (column_ss != nullptr) {
+      *column_ss = row_explained;
+      double total = 0.0;
+      for (double value : row_explained) total += value;
+      *total_ss = total;
+    }
+  };
+  deflate_block(x_,
+                x_mask_,
+                node.t,
+                1.0,
+                node.p,
+                explained != nullptr ? &explained->explained_ss_x_per_column : nullptr,
+                explained != nullptr ? &explained->explained_ss_x : nullptr);
+  deflate_block(y_,
+                y_mask_,
+                node.t,
+                node.b,
+                node.q,
+                explained != nullptr ? &explained->explained_ss_y_per_column : nullptr,
+                explained != nullptr ? &explained->explained_ss_y : nullptr);
+}
+
+void PLSEngine::StoreComponent(CPLSNode node) {
+  assert(node.fitted && node.component == ComponentCount() + 1);
+  Deflate(node, &node);
+  const CPLSNode* previous = nodes_.empty() ? nullptr : &nodes_.back();
+  node.cumulative_explained_ss_x =
+      node.explained_ss_x + (previous == nullptr ? 0.0 : previous->cumulative_explained_ss_x);
+  node.cumulative_explained_ss_y =
+      node.explained_ss_y + (previous == nullptr ? 0.0 : previous->cumulative_explained_ss_y);
+  dof_ -= node.dof_cost;
+  nodes_.push_back(std::move(node));
+  candidate_ = nodes_.back();
+}
+
+void PLSEngine::RemoveLastComponent() {
+  if (nodes_.empty()) return;
+  dof_ += nodes_.back().dof_cost;
+  nodes_.pop_back();
+  // Adding t p back would leave rounding behind; deflating the input again by the components
+  // that stay repeats the very operations that built the residuals, so they come out exact.
+  RestoreWorkingMatrices();
+  for (const CPLSNode& node : nodes_) Deflate(node, nullptr);
+  candidate_ = nodes_.empty() ? CPLSNode{} : nodes_.back();
+}
+
+void PLSEngine::RemoveAllComponents() {
+  nodes_.clear();
+  candidate_ = CPLSNode{};
+  dof_ = initial_dof_;
+  RestoreWorkingMatrices();
+}
+
+bool PLSEngine::CanAcceptAnotherComponent() const {
+  const int k = ComponentCount();
+  return k < active_x_columns_ && k < active_rows_ &&
+         dof_ > static_cast<std::int64_t>(active_rows_) - (2 * std::int64_t{k} + 2) +
+                    active_x_columns_;
+}
+
+std::optional<MessageId> PLSEngine::AddNextComponent() {
+  if (ComponentCount() + 1 >= max_components_) return MessageId::kDegreesOfFreedomNotEnough;
+  const ProgressScope progress_scope(progress_, options_.max_iterations);
+  CPLSNode node = NewNode();
+  if (options_.cross_validation) {
+    CrossValidate(node);
+    TestComponent(node);  // the verdict is kept for reporting; the component is added anyway
+  }
+  FitOnAllCases(node);
+  StoreComponent(std::move(node));
+  return std::nullopt;
+}
+
+std::optional<MessageId> PLSEngine::AutoFitMoreComponents() {
+  if (!CanAcceptAnotherComponent()) return MessageId::kNoAdditionalModel;
+  AutoFit();
+  return std::nullopt;
+}
+
+int PLSEngine::AutoFit() {
+  int stored = 0;
+  while (true) {
+    const ProgressScope progress_scope(progress_, options_.max_iterations);
+    CPLSNode node = NewNode();
+    const int component = node.component;
+    if (options_.mode == PLSFitMode::kFixedNumber &&
+        (component > auto_fit_limit_ || component > options_.num_components)) {
+      node.status = PLSStatus::kNotSignificant;
+      candidate_ = std::move(node);
+      break;
+    }
+    if (options_.mode == PLSFitMode::kEigenvalueLimit) {
+      FitOnAllCases(node);
+      if (!TolerantGreater(node.lambda, options_.eigenvalue_limit)) {
+        node.status = PLSStatus::kStoppedByLimit;
+        candidate_ = std::move(node);
+        break;
+      }
+    }
+    if (options_.cross_validation) CrossValidate(node);
+
+    bool accepted = true;
+    bool last = false;
+    if (component <= max_components_) {
+      if (options_.cross_validation) accepted = TestComponent(node);
+    } else {
+      node.status = PLSStatus::kBeyondMaxComponents;
+      last = true;
+    }
+    if (node.status == PLSStatus::kBeyondAutoFitLimit) {
+      candidate_ = std::move(node);
+      break;
+    }
+    // The first component the test rejects is stored all the same, and the fit ends with it.
+    if (!node.fitted) FitOnAllCases(node);
+    StoreComponent(std::move(node));
+    ++stored;
+    if (!accepted || last || ComponentCount() >= auto_fit_limit_) break;
+  }
+  return stored;
+}
+
+DMatrix PLSEngine::XResiduals() const {
+  DMatrix residuals(Rows(), XCols(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    for (std::size_t col = 0; col < XCols(); ++col) {
+      if (IsValidX(row, col)) residuals(row, col) = x_(row, col);
+    }
+  }
+  return residuals;
+}
+
+DMatrix PLSEngine::YResiduals() const {
+  DMatrix residuals(Rows(), YCols(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    for (std::size_t col = 0; col < YCols(); ++col) {
+      if (IsValidY(row, col)) residuals(row, col) = y_(row, col);
+    }
+  }
+  return residuals;
+}
+
+DMatrix PLSEngine::XScores() const {
+  DMatrix scores(Rows(), nodes_.size(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    if (excluded_rows_[row]) continue;
+    for (std::size_t a = 0; a < nodes_.size(); ++a) scores(row, a) = nodes_[a].t[row];
+  }
+  return scores;
+}
+
+DMatrix PLSEngine::YScores() const {
+  DMatrix scores(Rows(), nodes_.size(), kMissingValue);
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    if (excluded_rows_[row]) continue;
+    for (std::size_t a = 0; a < nodes_.size(); ++a) scores(row, a) = nodes_[a].u[row];
+  }
+  return scores;
+}
+
+std::vector<double> PLSEngine::XScoreStandardDeviations() const {
+  std::vector<double> deviations;
+  deviations.reserve(nodes_.size());
+  const double divisor = active_rows_ > 1 ? active_rows_ - 1.0 : 1.0;  // N - 1
+  for (const CPLSNode& node : nodes_) {
+    double sum = 0.0;
+    for (std::size_t row = 0; row < Rows(); ++row) {
+      if (!excluded_rows_[row]) sum += node.t[row];
+    }
+    const double mean = active_rows_ > 0 ? sum / active_rows_ : 0.0;
+    double squares = 0.0;
+    for (std::size_t row = 0; row < Rows(); ++row) {
+      if (!excluded_rows_[row]) squares += (node.t[row] - mean) * (node.t[row] - mean);
+    }
+    deviations.push_back(std::sqrt(squares / divisor));
+  }
+  return deviations;
+}
+
+}  // namespace mspc
