@@ -22,15 +22,6 @@ constexpr int kMaxUserScaledVariables = 100;
 // Aggregated data have exactly these four variables: batch, time, process code, measurement.
 constexpr int kStackedVariables = 4;
 
-// A cell with the table's conventions applied: NaN when empty, not finite, or equal to the
-// variable's missing-data code.
-double CellValue(const DataTable& table, std::size_t case_index, const SourceVariable& source) {
-  const double value = table.Value(case_index, source.table_index);
-  if (IsMissing(value) || !std::isfinite(value)) return kMissingValue;
-  if (source.missing_code && TolerantEqual(value, *source.missing_code)) return kMissingValue;
-  return value;
-}
-
 bool IsWholeNumber(double value) { return TolerantEqual(value, std::round(value)); }
 
 bool Contains(const std::vector<std::string>& names, const std::string& name) {
@@ -70,8 +61,8 @@ void CheckRequest(const DataTable& table, const BatchRequest& request) {
       throw AnalysisStop::With(MessageId::kStackedNeedsTimeVariable);
     }
   } else if (static_cast<int>(request.process_variables.size()) < kMinProcessVariables) {
-    throw AnalysisStop::With(request.dependents_are_predictor_role ? MessageId::kTooFewPredictors
-                                                                   : MessageId::kTooFewVariables);
+    throw AnalysisStop::With(request.has_predictor_role ? MessageId::kTooFewPredictors
+                                                        : MessageId::kTooFewVariables);
   }
   for (const std::string* name : {&request.batch_variable, &request.time_variable}) {
     if (!name->empty() && !table.FindVariable(*name)) {
@@ -164,7 +155,7 @@ class TableScan {
 
     double time_code = kMissingValue;
     if (plan_.time_variable) {
-      time_code = CellValue(table_, case_index, *plan_.time_variable);
+      time_code = BatchCellValue(table_, case_index, *plan_.time_variable);
       if (IsMissing(time_code)) {
         missing_time_stamp_ = true;
         return;
@@ -175,7 +166,7 @@ class TableScan {
         return;
       }
     }
-    const double batch_code = CellValue(table_, case_index, plan_.batch_variable);
+    const double batch_code = BatchCellValue(table_, case_index, plan_.batch_variable);
     if (IsMissing(batch_code)) {
       missing_batch_code_ = true;
       return;
@@ -184,7 +175,7 @@ class TableScan {
 
     double process_code = kMissingValue;
     if (plan_.stacked) {
-      process_code = CellValue(table_, case_index, stacked_process_);
+      process_code = BatchCellValue(table_, case_index, stacked_process_);
       // A case that names no process variable has nothing to place.
       if (IsMissing(process_code)) return;
       if (!IsWholeNumber(process_code)) {
@@ -198,7 +189,7 @@ class TableScan {
 
     bool carries_dependents = true;
     if (identifier_) {
-      const double mark = CellValue(table_, case_index, *identifier_);
+      const double mark = BatchCellValue(table_, case_index, *identifier_);
       carries_dependents = TolerantEqual(mark, request_.dependent_identifier_code);
     }
     if (carries_dependents && HasNonIntegerCategory(case_index, plan_.dependent_sources)) {
@@ -227,7 +218,7 @@ class TableScan {
                              const std::vector<SourceVariable>& sources) const {
     return std::any_of(sources.begin(), sources.end(), [&](const SourceVariable& source) {
       if (!source.categorical) return false;
-      const double value = CellValue(table_, case_index, source);
+      const double value = BatchCellValue(table_, case_index, source);
       return !IsMissing(value) && !IsWholeNumber(value);
     });
   }
@@ -237,7 +228,7 @@ class TableScan {
                          std::vector<std::set<double>>& categories) const {
     for (std::size_t index = 0; index < sources.size(); ++index) {
       if (!sources[index].categorical) continue;
-      const double value = CellValue(table_, case_index, sources[index]);
+      const double value = BatchCellValue(table_, case_index, sources[index]);
       if (!IsMissing(value)) categories[index].insert(std::round(value));
     }
   }
@@ -380,7 +371,7 @@ BatchRequest BatchRequestFrom(const StartupOptions& options,
     request.dependent_variables = options.dependent_variables;
     request.dependent_identifier = options.dependent_identifier;
     request.dependent_identifier_code = options.dependent_identifier_code;
-    request.dependents_are_predictor_role = true;
+    request.has_predictor_role = true;
   }
   const auto chosen = [&](const std::string& name) {
     const auto found = options.factor_codes.find(name);
@@ -416,6 +407,15 @@ BatchPlan PlanBatches(CAnalysisSupport& analysis,
   TableScan scan(analysis, table, request, plan);
   scan.Run();
   return plan;
+}
+
+double BatchCellValue(const DataTable& table,
+                      std::size_t case_index,
+                      const SourceVariable& source) {
+  const double value = table.Value(case_index, source.table_index);
+  if (IsMissing(value) || !std::isfinite(value)) return kMissingValue;
+  if (source.missing_code && TolerantEqual(value, *source.missing_code)) return kMissingValue;
+  return value;
 }
 
 std::vector<double> DistinctCodes(std::vector<double> values) {

@@ -30,9 +30,9 @@ struct BatchRequest {
   std::vector<std::string> dependent_variables;  // TMPLS only
   std::string dependent_identifier;              // empty: every case carries dependent values
   double dependent_identifier_code = 1.0;
-  bool dependents_are_predictor_role = false;  // TMPLS: the selection checks name predictors
-  std::vector<double> batch_codes;             // the chosen batches; empty: every batch
-  std::vector<double> time_codes;              // the chosen times; empty: every time
+  bool has_predictor_role = false;  // TMPLS: the selection checks speak of predictors
+  std::vector<double> batch_codes;  // the chosen batches; empty: every batch
+  std::vector<double> time_codes;   // the chosen times; empty: every time
 
   bool stacked = false;  // aggregated data: batch, time, process code and measurement
   std::string process_variable;
@@ -60,6 +60,11 @@ struct SourceVariable {
   bool categorical = false;
   std::optional<double> missing_code;
 };
+
+/// A cell of a selected variable with the table's conventions applied: NaN when the cell is
+/// empty, not finite, or equal to the variable's missing-data code (within 15 units in the last
+/// place).
+double BatchCellValue(const DataTable& table, std::size_t case_index, const SourceVariable& source);
 
 /// One of the J columns of a time interval (or one of the D dependent columns): the variable
 /// behind it and, for a category of a categorical variable, the category's code.

@@ -18,13 +18,6 @@ namespace {
 constexpr double kMinDependentTime = -3200.0;
 constexpr double kMaxDependentTime = 3200.0;
 
-double CellValue(const DataTable& table, std::size_t case_index, const SourceVariable& source) {
-  const double value = table.Value(case_index, source.table_index);
-  if (IsMissing(value) || !std::isfinite(value)) return kMissingValue;
-  if (source.missing_code && TolerantEqual(value, *source.missing_code)) return kMissingValue;
-  return value;
-}
-
 // The values of one case in a block's columns: the value of a continuous variable, 1 or 0 in
 // the columns of a categorical one (missing in all of them when the cell is missing).
 void ReadColumns(const DataTable& table,
@@ -35,7 +28,7 @@ void ReadColumns(const DataTable& table,
                  std::span<double> values) {
   source_values.resize(sources.size());
   for (std::size_t source = 0; source < sources.size(); ++source) {
-    source_values[source] = CellValue(table, case_index, sources[source]);
+    source_values[source] = BatchCellValue(table, case_index, sources[source]);
   }
   for (std::size_t col = 0; col < columns.size(); ++col) {
     const double value = source_values[columns[col].source];
@@ -168,7 +161,7 @@ void PlaceTableCases(const BatchPlan& plan, const DataTable& table, Placer& plac
   const bool has_dependents = !dependents.empty();
   for (const PlannedCase& planned : plan.cases) {
     if (plan.stacked) {
-      const double value = CellValue(table, planned.case_index, plan.measurement_variable);
+      const double value = BatchCellValue(table, planned.case_index, plan.measurement_variable);
       placer.PlaceProcess(planned.batch, planned.time, {&value, 1}, planned.column);
       continue;
     }
@@ -218,7 +211,8 @@ void PlaceBinnedCases(const BatchPlan& plan, const DataTable& table, Placer& pla
       times[row] = planned.raw_time;
       const std::span<double> cells = values.Row(row);
       if (plan.stacked) {
-        cells[planned.column] = CellValue(table, planned.case_index, plan.measurement_variable);
+        cells[planned.column] =
+            BatchCellValue(table, planned.case_index, plan.measurement_variable);
         continue;
       }
       ReadColumns(table,
@@ -522,6 +516,18 @@ BatchData PrepareBatchData(CAnalysisSupport& analysis, const BatchRequest& reque
   }
   CheckUnfolded(plan, request, outcome, data, RawDataRewording(analysis, data));
   return data;
+}
+
+void ScreenBatchBlock(CAnalysisSupport& analysis,
+                      ScreeningOptions options,
+                      ScreeningKind kind,
+                      RemovalNotes& notes,
+                      const BatchData& data,
+                      WorkingData& block) {
+  options.reword_stop = RawDataRewording(analysis, data);
+  ScreenWorkingData(analysis, options, kind, notes, block, ScreenedRows::kBatches);
+  if (analysis.host().output != nullptr) ReportRemovals(block.removals, *analysis.host().output);
+  ComputeColumnScales(options, block);
 }
 
 AnalysisStop RawDataStop(const AnalysisStop& stop, bool interactive) {

@@ -8,6 +8,7 @@
 
 #include "batch/batch_reader.hpp"
 #include "frame/analysis_support.hpp"
+#include "frame/screening.hpp"
 #include "frame/working_data.hpp"
 #include "host/data_table.hpp"
 #include "host/errors.hpp"
@@ -117,6 +118,18 @@ struct BatchData {
 /// when applied, is checked before anything is allocated. Throws `AnalysisStop`; nothing
 /// outlives a failed preparation.
 BatchData PrepareBatchData(CAnalysisSupport& analysis, const BatchRequest& request);
+
+/// Screen one block of batch data (`data.predictors` or `data.dependents`) as the batch models
+/// do: the rows are batches (or batches at times), named by their labels in the stop messages,
+/// and the columns are variables at times, named "variable {time}". Removals are noted, logged
+/// and reported to the host's output; stops of raw data have their data-in-raw-form wording.
+/// Then the column scales of `options` are computed.
+void ScreenBatchBlock(CAnalysisSupport& analysis,
+                      ScreeningOptions options,
+                      ScreeningKind kind,
+                      RemovalNotes& notes,
+                      const BatchData& data,
+                      WorkingData& block);
 
 /// The data-in-raw-form wording of a stop: "The Data-in-raw-form option was set, and after data
 /// pre-processing, " followed by the stop's text with its first letter in lower case, and, when

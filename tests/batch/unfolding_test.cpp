@@ -334,7 +334,7 @@ TEST_F(UnfoldingTest, SelectionChecksComeBeforeTheTableIsRead) {
   EXPECT_EQ(StopOf().text(),
             "Too few variables selected. At least 2 variables should be selected to perform the "
             "meaningful analysis.");
-  request_.dependents_are_predictor_role = true;
+  request_.has_predictor_role = true;
   EXPECT_EQ(StopOf().id(), MessageId::kTooFewPredictors);
   request_.process_variables = {"x1", "x2"};
   request_.batch_variable.clear();
@@ -649,12 +649,9 @@ TEST_F(RawDataTest, ScreeningStopsTakeTheRawWordingToo) {
             {4, 2, 9, 7}});
   automation_ = true;
   BatchData data = Prepare();
-  ScreeningOptions options;
-  options.reword_stop = RawDataRewording(analysis_, data);
   RemovalNotes notes;
   try {
-    ScreenWorkingData(
-        analysis_, options, ScreeningKind::kPCA, notes, data.predictors, ScreenedRows::kBatches);
+    ScreenBatchBlock(analysis_, {}, ScreeningKind::kPCA, notes, data, data.predictors);
     FAIL() << "the constant column must stop the screen";
   } catch (const AnalysisStop& stop) {
     EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
@@ -663,6 +660,57 @@ TEST_F(RawDataTest, ScreeningStopsTakeTheRawWordingToo) {
               "{3} has no variance. To perform meaningful analysis, all variables selected must "
               "have variability.");
   }
+}
+
+TEST_F(UnfoldingTest, ScreeningNamesBatchesAndVariablesAtTimes) {
+  // Batch 20 has one valid variable of two; x1 at time 2 has no variance over the others.
+  AddCases(table_,
+           {{10, 1, 1, 1},
+            {10, 2, 5, 2},
+            {20, 1, kNaN, 3},
+            {20, 2, kNaN, 4},
+            {30, 1, 2, 4},
+            {30, 2, 5, 6},
+            {40, 1, 3, 9},
+            {40, 2, 5, 3},
+            {50, 1, 4, 1},
+            {50, 2, 5, 1}});
+  BatchData data = Prepare();
+  RemovalNotes notes;
+  ScreeningOptions options;
+  const auto screen = [&] {
+    BatchData copy = data;
+    ScreenBatchBlock(analysis_, options, ScreeningKind::kPCA, notes, copy, copy.predictors);
+    return copy;
+  };
+  try {
+    screen();
+    FAIL() << "batch 20 must stop the screen";
+  } catch (const AnalysisStop& stop) {
+    EXPECT_EQ(stop.text(),
+              "The number of valid variables selected (1) for batch 20 is fewer than the required "
+              "minimum number of valid variables (2). The analysis stops.");
+  }
+  options.auto_remove_cases = true;
+  try {
+    screen();
+    FAIL() << "x1 {2} must stop the screen";
+  } catch (const AnalysisStop& stop) {
+    EXPECT_EQ(stop.text(),
+              "Variable x1 {2} has no variance. To perform meaningful analysis, all variables "
+              "selected must have variability.");
+  }
+  // With both removals the batch and the column go, each in the removal report, and the
+  // columns left are scaled by their deviations over the batches left.
+  options.auto_remove_variables = true;
+  const BatchData screened = screen();
+  EXPECT_EQ(screened.predictors.removed_cases,
+            (std::vector<bool>{false, true, false, false, false}));
+  EXPECT_EQ(screened.predictors.removed_columns, (std::vector<bool>{false, false, true, false}));
+  ASSERT_EQ(host_.spreadsheets().size(), 2u);
+  EXPECT_EQ(std::get<std::string>(host_.spreadsheets()[0].rows[0].cells[0]), "x1 {2}");
+  EXPECT_EQ(std::get<std::string>(host_.spreadsheets()[1].rows[0].cells[0]), "20");
+  EXPECT_DOUBLE_EQ(screened.predictors.scale[0], std::sqrt(5.0 / 3.0));  // 1, 2, 3, 4
 }
 
 TEST(RawDataStopText, KeepsTheIdAndLowersOnlyAWordCapital) {
