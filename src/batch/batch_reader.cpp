@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -111,116 +112,68 @@ void LayOutColumns(const DataTable& table,
   }
 }
 
-// Walks the table once: classifies every case, gathers the codes, and remembers the cases
-// that take part with their codes (the positions are resolved once the lists are complete).
+bool HasNonIntegerCategory(const DataTable& table,
+                           std::size_t case_index,
+                           const std::vector<SourceVariable>& sources) {
+  return std::any_of(sources.begin(), sources.end(), [&](const SourceVariable& source) {
+    if (!source.categorical) return false;
+    const double value = BatchCellValue(table, case_index, source);
+    return !IsMissing(value) && !IsWholeNumber(value);
+  });
+}
+
+std::vector<double> AsVector(const std::set<double>& values) {
+  return {values.begin(), values.end()};
+}
+
+// The planning pass: classifies every case, gathers the distinct codes, the categories and
+// the cases per batch code; then lays out the lists and the columns.
 class TableScan {
  public:
-  // Resolve the variables of every role; the plan's batch and time variables are set.
-  TableScan(CAnalysisSupport& analysis,
-            const DataTable& table,
-            const BatchRequest& request,
-            BatchPlan& plan)
-      : analysis_(analysis), table_(table), request_(request), plan_(plan) {
-    if (plan_.stacked) {
-      stacked_process_ = Resolve(table_, request_.process_variable, {});
-      plan_.measurement_variable = Resolve(table_, request_.measurement_variable, {});
-    } else {
-      for (const std::string& name : request_.process_variables) {
-        plan_.process_sources.push_back(Resolve(table_, name, request_.categorical));
-      }
-    }
-    for (const std::string& name : request_.dependent_variables) {
-      plan_.dependent_sources.push_back(Resolve(table_, name, request_.categorical));
-    }
-    if (plan_.has_dependent_identifier) {
-      identifier_ = Resolve(table_, request_.dependent_identifier, {});
-    }
-    process_categories_.resize(plan_.process_sources.size());
-    dependent_categories_.resize(plan_.dependent_sources.size());
-  }
+  TableScan(CAnalysisSupport& analysis, const DataTable& table, BatchPlan& plan)
+      : analysis_(analysis),
+        table_(table),
+        plan_(plan),
+        process_categories_(plan.process_sources.size()),
+        dependent_categories_(plan.dependent_sources.size()) {}
 
-  void Run() {
+  void Run(int num_time_intervals) {
     for (std::size_t case_index = 0; case_index < table_.NumCases(); ++case_index) {
       ScanCase(case_index);
     }
     ShowWarnings();
-    ResolveLists();
+    ResolveLists(num_time_intervals);
   }
 
  private:
   void ScanCase(std::size_t case_index) {
-    if (!table_.IsCaseSelected(case_index)) return;
-    const double weight = table_.CaseWeight(case_index);
-    if (IsMissing(weight) || IsTolerantZero(weight)) return;
-
-    double time_code = kMissingValue;
-    if (plan_.time_variable) {
-      time_code = BatchCellValue(table_, case_index, *plan_.time_variable);
-      if (IsMissing(time_code)) {
+    CaseCodes codes;
+    switch (ClassifyCase(plan_, table_, case_index, codes)) {
+      case CaseVerdict::kTaken:
+        break;
+      case CaseVerdict::kLeftOut:
+        return;
+      case CaseVerdict::kMissingTimeStamp:
         missing_time_stamp_ = true;
         return;
-      }
-      // Raw times are measurements, not codes: a chosen list of codes does not apply.
-      if (!request_.raw && !request_.time_codes.empty() &&
-          !HoldsExactly(request_.time_codes, time_code)) {
+      case CaseVerdict::kMissingBatchCode:
+        missing_batch_code_ = true;
         return;
-      }
-    }
-    const double batch_code = BatchCellValue(table_, case_index, plan_.batch_variable);
-    if (IsMissing(batch_code)) {
-      missing_batch_code_ = true;
-      return;
-    }
-    if (!request_.batch_codes.empty() && !HoldsExactly(request_.batch_codes, batch_code)) return;
-
-    double process_code = kMissingValue;
-    if (plan_.stacked) {
-      process_code = BatchCellValue(table_, case_index, stacked_process_);
-      // A case that names no process variable has nothing to place.
-      if (IsMissing(process_code)) return;
-      if (!IsWholeNumber(process_code)) {
+      case CaseVerdict::kNonIntegerCategory:
         non_integer_code_ = true;
         return;
-      }
-    } else if (HasNonIntegerCategory(case_index, plan_.process_sources)) {
-      non_integer_code_ = true;
-      return;
     }
-
-    bool carries_dependents = true;
-    if (identifier_) {
-      const double mark = BatchCellValue(table_, case_index, *identifier_);
-      carries_dependents = TolerantEqual(mark, request_.dependent_identifier_code);
-    }
-    if (carries_dependents && HasNonIntegerCategory(case_index, plan_.dependent_sources)) {
-      throw AnalysisStop::With(MessageId::kCategoricalDependentNotInteger);
-    }
-
+    ++cases_per_code_[codes.batch_code];
+    if (codes.carries_dependents) ++marked_per_code_[codes.batch_code];
+    if (plan_.has_time_variable && !plan_.raw) time_codes_.insert(codes.time_code);
     if (plan_.stacked) {
-      process_codes_.push_back(std::round(process_code));
+      process_codes_.insert(std::round(codes.process_code));
     } else {
       CollectCategories(case_index, plan_.process_sources, process_categories_);
     }
-    if (carries_dependents) {
+    if (codes.carries_dependents) {
       CollectCategories(case_index, plan_.dependent_sources, dependent_categories_);
     }
-    batch_codes_.push_back(batch_code);
-    time_codes_.push_back(time_code);
-    stacked_codes_.push_back(process_code);
-    PlannedCase planned;
-    planned.case_index = case_index;
-    planned.raw_time = time_code;
-    planned.carries_dependents = carries_dependents;
-    plan_.cases.push_back(planned);
-  }
-
-  bool HasNonIntegerCategory(std::size_t case_index,
-                             const std::vector<SourceVariable>& sources) const {
-    return std::any_of(sources.begin(), sources.end(), [&](const SourceVariable& source) {
-      if (!source.categorical) return false;
-      const double value = BatchCellValue(table_, case_index, source);
-      return !IsMissing(value) && !IsWholeNumber(value);
-    });
   }
 
   void CollectCategories(std::size_t case_index,
@@ -246,60 +199,54 @@ class TableScan {
     }
   }
 
-  void ResolveLists() {
+  // Counts of exact codes summed by their position in the tolerant code list. Every counted
+  // code is in the list: either the list was built from these codes, or the case passed the
+  // exact test against the chosen list.
+  std::vector<std::size_t> PerBatch(const std::map<double, std::size_t>& per_code) const {
+    std::vector<std::size_t> counts(plan_.NumBatches(), 0);
+    for (const auto& [code, count] : per_code) {
+      if (const auto batch = FindCode(plan_.batch_codes, code)) counts[*batch] += count;
+    }
+    return counts;
+  }
+
+  static std::size_t Largest(const std::vector<std::size_t>& counts) {
+    return counts.empty() ? 0 : *std::max_element(counts.begin(), counts.end());
+  }
+
+  void ResolveLists(int num_time_intervals) {
+    std::vector<double> seen_batches;
+    for (const auto& entry : cases_per_code_) seen_batches.push_back(entry.first);
     plan_.batch_codes =
-        DistinctCodes(request_.batch_codes.empty() ? batch_codes_ : request_.batch_codes);
+        DistinctCodes(plan_.chosen_batch_codes.empty() ? seen_batches : plan_.chosen_batch_codes);
     for (const double code : plan_.batch_codes) {
       plan_.batch_labels.push_back(CodeLabelText(table_, plan_.batch_variable.table_index, code));
     }
-    if (plan_.stacked) LayOutProcessCodes();
-
-    std::vector<std::size_t> cases_per_batch(plan_.batch_codes.size(), 0);
-    std::vector<std::size_t> marked_per_batch(plan_.batch_codes.size(), 0);
-    for (std::size_t index = 0; index < plan_.cases.size(); ++index) {
-      PlannedCase& planned = plan_.cases[index];
-      // Every planned code is in the list: either the list was built from these codes, or the
-      // case passed the exact test against the chosen list.
-      planned.batch = FindCode(plan_.batch_codes, batch_codes_[index]).value_or(0);
-      if (plan_.stacked) {
-        planned.column = FindCode(stacked_list_, std::round(stacked_codes_[index])).value_or(0);
-      }
-      // Without a time variable the case's place among its batch's cases is its time (raw
-      // data: its raw time).
-      const std::size_t position = cases_per_batch[planned.batch]++;
-      if (!plan_.has_time_variable) {
-        planned.time = position;
-        planned.raw_time = static_cast<double>(position);
-      }
-      if (planned.carries_dependents) ++marked_per_batch[planned.batch];
-    }
+    const std::vector<std::size_t> cases_per_batch = PerBatch(cases_per_code_);
 
     if (plan_.raw) {
-      for (int interval = 1; interval <= request_.num_time_intervals; ++interval) {
+      for (int interval = 1; interval <= num_time_intervals; ++interval) {
         plan_.time_values.push_back(interval);
         plan_.time_labels.push_back(std::to_string(interval));
       }
     } else if (plan_.has_time_variable) {
-      plan_.time_values =
-          DistinctCodes(request_.time_codes.empty() ? time_codes_ : request_.time_codes);
+      plan_.time_values = DistinctCodes(plan_.chosen_time_codes.empty() ? AsVector(time_codes_)
+                                                                        : plan_.chosen_time_codes);
       for (const double code : plan_.time_values) {
         plan_.time_labels.push_back(CodeLabelText(table_, plan_.time_variable->table_index, code));
       }
-      for (std::size_t index = 0; index < plan_.cases.size(); ++index) {
-        plan_.cases[index].time = FindCode(plan_.time_values, time_codes_[index]).value_or(0);
-      }
     } else {
-      const std::size_t num_times =
-          cases_per_batch.empty()
-              ? 0
-              : *std::max_element(cases_per_batch.begin(), cases_per_batch.end());
+      // Without a time variable the longest batch gives the number of times.
+      const std::size_t num_times = Largest(cases_per_batch);
       for (std::size_t time = 0; time < num_times; ++time) {
         plan_.time_values.push_back(static_cast<double>(time));
         plan_.time_labels.push_back(std::to_string(time));
       }
     }
 
-    if (!plan_.stacked) {
+    if (plan_.stacked) {
+      LayOutProcessCodes();
+    } else {
       LayOutColumns(table_,
                     plan_.process_sources,
                     process_categories_,
@@ -313,47 +260,41 @@ class TableScan {
                   plan_.dependent_columns);
     // With a dependent identifier the slots are the marked cases of a batch; without one the
     // slots are the times.
-    if (plan_.has_dependent_identifier) {
-      plan_.dependent_slots = marked_per_batch.empty() ? 0
-                                                       : *std::max_element(marked_per_batch.begin(),
-                                                                           marked_per_batch.end());
+    if (plan_.dependent_columns.empty()) {
+      plan_.dependent_slots = 0;
+    } else if (plan_.has_dependent_identifier) {
+      plan_.dependent_slots = Largest(PerBatch(marked_per_code_));
     } else {
       plan_.dependent_slots = plan_.NumTimes();
     }
-    if (plan_.dependent_columns.empty()) plan_.dependent_slots = 0;
   }
 
   // Aggregated data: the process codes name the process variables, one column each.
   void LayOutProcessCodes() {
-    stacked_list_ = DistinctCodes(process_codes_);
-    for (std::size_t index = 0; index < stacked_list_.size(); ++index) {
-      const double code = stacked_list_[index];
+    const std::vector<double> codes = DistinctCodes(AsVector(process_codes_));
+    for (std::size_t index = 0; index < codes.size(); ++index) {
       VariableInfo info;
-      info.name = CodeLabelText(table_, stacked_process_.table_index, code);
+      info.name = CodeLabelText(table_, plan_.process_code_variable.table_index, codes[index]);
       info.table_index = plan_.measurement_variable.table_index;
       plan_.process_variables.push_back(info);
       plan_.process_sources.push_back(plan_.measurement_variable);
-      plan_.process_columns.push_back({index, code, info.name});
+      plan_.process_columns.push_back({index, codes[index], info.name});
     }
   }
 
   CAnalysisSupport& analysis_;
   const DataTable& table_;
-  const BatchRequest& request_;
   BatchPlan& plan_;
-  SourceVariable stacked_process_;                    // aggregated data: the process code variable
-  std::optional<SourceVariable> identifier_;          // the dependent identifier, if any
-  std::vector<std::set<double>> process_categories_;  // per process variable
+  std::vector<std::set<double>> process_categories_;    // per process variable
   std::vector<std::set<double>> dependent_categories_;  // per dependent variable
 
   bool missing_time_stamp_ = false;
   bool missing_batch_code_ = false;
   bool non_integer_code_ = false;
-  std::vector<double> batch_codes_;    // per planned case
-  std::vector<double> time_codes_;     // per planned case
-  std::vector<double> stacked_codes_;  // per planned case: its process code (aggregated data)
-  std::vector<double> process_codes_;  // aggregated data: every process code seen
-  std::vector<double> stacked_list_;
+  std::map<double, std::size_t> cases_per_code_;   // per exact batch code
+  std::map<double, std::size_t> marked_per_code_;  // cases carrying dependents, per batch code
+  std::set<double> time_codes_;                    // every exact time code taken
+  std::set<double> process_codes_;                 // aggregated data: every process code taken
 };
 
 }  // namespace
@@ -401,12 +342,76 @@ BatchPlan PlanBatches(CAnalysisSupport& analysis,
   plan.raw = request.raw;
   plan.has_time_variable = !request.time_variable.empty();
   plan.has_dependent_identifier = !request.dependent_identifier.empty();
+  plan.chosen_batch_codes = request.batch_codes;
+  // Raw times are measurements, not codes: a chosen list of codes does not apply to them.
+  if (!plan.raw) plan.chosen_time_codes = request.time_codes;
+  plan.dependent_identifier_code = request.dependent_identifier_code;
+
   plan.batch_variable = Resolve(table, request.batch_variable, {});
   if (plan.has_time_variable) plan.time_variable = Resolve(table, request.time_variable, {});
+  if (plan.stacked) {
+    plan.process_code_variable = Resolve(table, request.process_variable, {});
+    plan.measurement_variable = Resolve(table, request.measurement_variable, {});
+  } else {
+    for (const std::string& name : request.process_variables) {
+      plan.process_sources.push_back(Resolve(table, name, request.categorical));
+    }
+  }
+  for (const std::string& name : request.dependent_variables) {
+    plan.dependent_sources.push_back(Resolve(table, name, request.categorical));
+  }
+  if (plan.has_dependent_identifier) {
+    plan.dependent_identifier = Resolve(table, request.dependent_identifier, {});
+  }
 
-  TableScan scan(analysis, table, request, plan);
-  scan.Run();
+  TableScan scan(analysis, table, plan);
+  scan.Run(request.num_time_intervals);
   return plan;
+}
+
+CaseVerdict ClassifyCase(const BatchPlan& plan,
+                         const DataTable& table,
+                         std::size_t case_index,
+                         CaseCodes& codes) {
+  if (!table.IsCaseSelected(case_index)) return CaseVerdict::kLeftOut;
+  const double weight = table.CaseWeight(case_index);
+  if (IsMissing(weight) || IsTolerantZero(weight)) return CaseVerdict::kLeftOut;
+
+  codes.time_code = kMissingValue;
+  if (plan.time_variable) {
+    codes.time_code = BatchCellValue(table, case_index, *plan.time_variable);
+    if (IsMissing(codes.time_code)) return CaseVerdict::kMissingTimeStamp;
+    if (!plan.chosen_time_codes.empty() && !HoldsExactly(plan.chosen_time_codes, codes.time_code)) {
+      return CaseVerdict::kLeftOut;
+    }
+  }
+  codes.batch_code = BatchCellValue(table, case_index, plan.batch_variable);
+  if (IsMissing(codes.batch_code)) return CaseVerdict::kMissingBatchCode;
+  if (!plan.chosen_batch_codes.empty() &&
+      !HoldsExactly(plan.chosen_batch_codes, codes.batch_code)) {
+    return CaseVerdict::kLeftOut;
+  }
+
+  codes.process_code = kMissingValue;
+  if (plan.stacked) {
+    codes.process_code = BatchCellValue(table, case_index, plan.process_code_variable);
+    // A case that names no process variable has nothing to place.
+    if (IsMissing(codes.process_code)) return CaseVerdict::kLeftOut;
+    if (!IsWholeNumber(codes.process_code)) return CaseVerdict::kNonIntegerCategory;
+  } else if (HasNonIntegerCategory(table, case_index, plan.process_sources)) {
+    return CaseVerdict::kNonIntegerCategory;
+  }
+
+  codes.carries_dependents = true;
+  if (plan.dependent_identifier) {
+    const double mark = BatchCellValue(table, case_index, *plan.dependent_identifier);
+    codes.carries_dependents = TolerantEqual(mark, plan.dependent_identifier_code);
+  }
+  if (codes.carries_dependents &&
+      HasNonIntegerCategory(table, case_index, plan.dependent_sources)) {
+    throw AnalysisStop::With(MessageId::kCategoricalDependentNotInteger);
+  }
+  return CaseVerdict::kTaken;
 }
 
 double BatchCellValue(const DataTable& table,

@@ -74,18 +74,26 @@ struct BatchColumn {
   std::string name;        // the variable's name, or "name: label" for a category
 };
 
-/// A case that takes part in the unfolding, with its batch and time already resolved.
-struct PlannedCase {
-  std::size_t case_index = 0;      // the host's 0-based case index
-  std::size_t batch = 0;           // position in the batch code list
-  std::size_t time = 0;            // time index; for raw data 0 until the times are binned
-  double raw_time = 0.0;           // raw data: the case's raw time
-  std::size_t column = 0;          // aggregated data: position of the case's process code
+/// The codes of a case that takes part in the unfolding.
+struct CaseCodes {
+  double batch_code = 0.0;
+  double time_code = 0.0;          // NaN without a time variable
+  double process_code = 0.0;       // aggregated data: the code naming the case's variable
   bool carries_dependents = true;  // TMPLS: marked by the dependent identifier (or no identifier)
 };
 
+/// What becomes of a case of the table.
+enum class CaseVerdict {
+  kTaken,
+  kLeftOut,             // not selected, zero or missing weight, or not in a chosen code list
+  kMissingTimeStamp,    // ignored with a warning
+  kMissingBatchCode,    // ignored with a warning
+  kNonIntegerCategory,  // skipped with a warning
+};
+
 /// Everything the unfolding needs to know before its pass: the variables of each block, the
-/// code lists, the counts I, K, J, D and T, and the cases in table order.
+/// code lists and the counts I, K, J, D and T. The plan holds nothing per case, so planning
+/// and unfolding take no memory beyond the code lists and the unfolded arrays.
 ///
 /// Order of the lists: batch codes and time codes are in ascending code order (a chosen list
 /// is sorted too), so the time list is in time order and batch rows come out in code order
@@ -102,7 +110,9 @@ struct BatchPlan {
 
   SourceVariable batch_variable;
   std::optional<SourceVariable> time_variable;
-  SourceVariable measurement_variable;  // aggregated data
+  SourceVariable process_code_variable;  // aggregated data: its codes name the variables
+  SourceVariable measurement_variable;   // aggregated data: the values
+  std::optional<SourceVariable> dependent_identifier;
 
   std::vector<SourceVariable> process_sources;  // per process variable (aggregated: the
                                                 // measurement variable, once per process code)
@@ -118,7 +128,9 @@ struct BatchPlan {
   std::vector<std::string> time_labels;   // their text labels
   std::size_t dependent_slots = 0;        // T
 
-  std::vector<PlannedCase> cases;
+  std::vector<double> chosen_batch_codes;  // matched exactly; empty: every batch
+  std::vector<double> chosen_time_codes;   // matched exactly; empty: every time
+  double dependent_identifier_code = 1.0;
 
   std::size_t NumBatches() const { return batch_codes.size(); }
   std::size_t NumTimes() const { return time_values.size(); }
@@ -126,17 +138,26 @@ struct BatchPlan {
   std::size_t DependentsPerSlot() const { return dependent_columns.size(); }
 };
 
-/// Check the selection and walk the table once to plan the unfolding. A case is skipped when
-/// the host's selection leaves it out or its weight is zero or missing; it is ignored, with a
-/// warning given once per pass, when its time stamp or its batch code is missing (empty or
-/// equal to the variable's missing-data code); it is ignored silently when a chosen list of
-/// time or batch codes does not hold its code exactly; it is skipped, with the non-integer
-/// warning once, when a categorical process value is not a whole number. A categorical
-/// dependent that is not a whole number stops the analysis. Throws `AnalysisStop` for a
-/// selection that cannot be unfolded.
+/// Check the selection and walk the table once to plan the unfolding: the code lists, the
+/// categories and the counts. Each kind of ignored case (`ClassifyCase`) is warned about once
+/// per pass. A categorical dependent that is not a whole number stops the analysis. Throws
+/// `AnalysisStop` for a selection that cannot be unfolded.
 BatchPlan PlanBatches(CAnalysisSupport& analysis,
                       const DataTable& table,
                       const BatchRequest& request);
+
+/// Decide whether a case takes part, in this order: a case that the host's selection leaves
+/// out or whose weight is zero or missing is left out; a case whose time stamp is missing
+/// (empty or equal to the variable's missing-data code) is ignored; a case whose time code a
+/// chosen list does not hold exactly is left out; then the same two tests for the batch code;
+/// a case with a categorical process value (aggregated data: a process code) that is not a
+/// whole number is skipped, and one that names no process variable is left out. Fills `codes`
+/// for a case that is taken. Throws `AnalysisStop` when a case that carries dependents has a
+/// categorical dependent that is not a whole number.
+CaseVerdict ClassifyCase(const BatchPlan& plan,
+                         const DataTable& table,
+                         std::size_t case_index,
+                         CaseCodes& codes);
 
 /// The distinct codes of `values` in ascending order, codes within 15 units in the last place
 /// of each other counting once (the first of them is kept). Non-finite values are left out.

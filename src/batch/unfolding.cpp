@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "batch/raw_time_binning.hpp"
@@ -153,103 +154,161 @@ bool ArraysFit(const BatchPlan& plan, const UnfoldArrays& arrays) {
          arrays.dependent_counters.size() == num_batches;
 }
 
-// The one pass over the planned cases of a table that is not raw.
+// A case of the table placed in the plan: its batch, its time index (or its position among
+// its batch's cases) and, for aggregated data, its column.
+struct CasePlace {
+  std::size_t batch = 0;
+  std::size_t time = 0;
+  std::size_t column = 0;
+  double raw_time = 0.0;
+};
+
+// Walks the table's cases in table order and finds the place of each case that takes part.
+class CaseWalk {
+ public:
+  CaseWalk(const BatchPlan& plan, const DataTable& table)
+      : plan_(plan), table_(table), seen_(plan.NumBatches(), 0) {
+    for (const BatchColumn& column : plan.process_columns) process_codes_.push_back(column.code);
+  }
+
+  // Calls `visit(case_index, codes, place)` for every case that takes part.
+  template <typename Visit>
+  void Run(Visit&& visit) {
+    for (std::size_t case_index = 0; case_index < table_.NumCases(); ++case_index) {
+      CaseCodes codes;
+      if (ClassifyCase(plan_, table_, case_index, codes) != CaseVerdict::kTaken) continue;
+      // The plan's lists were made from the same cases, so every code has its place; a code
+      // without one is left out rather than guessed.
+      const std::optional<std::size_t> batch = FindCode(plan_.batch_codes, codes.batch_code);
+      if (!batch) continue;
+      CasePlace place;
+      place.batch = *batch;
+      // Without a time variable the number of cases of the batch before this one is its time.
+      const std::size_t position = seen_[place.batch]++;
+      place.time = position;
+      place.raw_time = plan_.has_time_variable ? codes.time_code : static_cast<double>(position);
+      if (plan_.has_time_variable && !plan_.raw) {
+        const std::optional<std::size_t> time = FindCode(plan_.time_values, codes.time_code);
+        if (!time) continue;
+        place.time = *time;
+      }
+      if (plan_.stacked) {
+        const std::optional<std::size_t> column =
+            FindCode(process_codes_, std::round(codes.process_code));
+        if (!column) continue;
+        place.column = *column;
+      }
+      if (place.time >= plan_.NumTimes() && !plan_.raw) continue;
+      visit(case_index, codes, place);
+    }
+  }
+
+ private:
+  const BatchPlan& plan_;
+  const DataTable& table_;
+  std::vector<std::size_t> seen_;      // per batch: cases met so far
+  std::vector<double> process_codes_;  // aggregated data: the codes of the columns
+};
+
+// The one pass over the table for data that are not raw.
 void PlaceTableCases(const BatchPlan& plan, const DataTable& table, Placer& placer) {
   std::vector<double> source_values;
   std::vector<double> process(plan.ColumnsPerTime());
   std::vector<double> dependents(plan.DependentsPerSlot());
   const bool has_dependents = !dependents.empty();
-  for (const PlannedCase& planned : plan.cases) {
+  CaseWalk walk(plan, table);
+  walk.Run([&](std::size_t case_index, const CaseCodes& codes, const CasePlace& place) {
     if (plan.stacked) {
-      const double value = BatchCellValue(table, planned.case_index, plan.measurement_variable);
-      placer.PlaceProcess(planned.batch, planned.time, {&value, 1}, planned.column);
-      continue;
+      const double value = BatchCellValue(table, case_index, plan.measurement_variable);
+      placer.PlaceProcess(place.batch, place.time, {&value, 1}, place.column);
+      return;
     }
+    ReadColumns(
+        table, case_index, plan.process_sources, plan.process_columns, source_values, process);
+    const bool placed = placer.PlaceProcess(place.batch, place.time, process, 0);
+    if (!has_dependents || !codes.carries_dependents) return;
     ReadColumns(table,
-                planned.case_index,
-                plan.process_sources,
-                plan.process_columns,
-                source_values,
-                process);
-    const bool placed = placer.PlaceProcess(planned.batch, planned.time, process, 0);
-    if (!has_dependents || !planned.carries_dependents) continue;
-    ReadColumns(table,
-                planned.case_index,
+                case_index,
                 plan.dependent_sources,
                 plan.dependent_columns,
                 source_values,
                 dependents);
     if (plan.has_dependent_identifier) {
-      placer.PlaceDependents(planned.batch, placer.DependentCount(planned.batch), dependents);
+      placer.PlaceDependents(place.batch, placer.DependentCount(place.batch), dependents);
     } else if (placed) {
-      placer.PlaceDependents(planned.batch, planned.time, dependents);
+      placer.PlaceDependents(place.batch, place.time, dependents);
     }
-  }
+  });
 }
 
-// Raw data: per batch, the cases are reduced to the plan's intervals and the intervals are
-// placed. Without a dependent identifier the dependents are reduced with the process values;
-// with one, the marked cases fill the dependent slots in table order as usual.
+// The cases of one batch of raw data, gathered in the pass: their raw times and their values
+// (process columns, then the dependents that are reduced with them), and the dependents of the
+// marked cases that fill the slots in table order.
+struct RawBatch {
+  std::vector<double> times;
+  std::vector<double> values;  // one row of `width` per case
+  std::vector<double> marked;  // one row of D per marked case
+};
+
+// Raw data: the pass gathers each batch's cases, then every batch is reduced to the plan's
+// intervals and the intervals are placed. Without a dependent identifier the dependents are
+// reduced with the process values; with one, the marked cases fill the dependent slots in
+// table order as usual.
 void PlaceBinnedCases(const BatchPlan& plan, const DataTable& table, Placer& placer) {
   const std::size_t num_process = plan.ColumnsPerTime();
   const std::size_t num_dependents = plan.DependentsPerSlot();
   const bool binned_dependents = num_dependents > 0 && !plan.has_dependent_identifier;
-  const std::size_t num_binned = num_process + (binned_dependents ? num_dependents : 0);
+  const std::size_t width = num_process + (binned_dependents ? num_dependents : 0);
 
-  std::vector<std::vector<std::size_t>> members(plan.NumBatches());
-  for (std::size_t index = 0; index < plan.cases.size(); ++index) {
-    members[plan.cases[index].batch].push_back(index);
-  }
+  std::vector<RawBatch> batches(plan.NumBatches());
   std::vector<double> source_values;
+  std::vector<double> row(width);
   std::vector<double> dependents(num_dependents);
-  for (std::size_t batch = 0; batch < members.size(); ++batch) {
-    const std::vector<std::size_t>& cases = members[batch];
-    std::vector<double> times(cases.size());
-    DMatrix values(cases.size(), num_binned, kMissingValue);
-    for (std::size_t row = 0; row < cases.size(); ++row) {
-      const PlannedCase& planned = plan.cases[cases[row]];
-      times[row] = planned.raw_time;
-      const std::span<double> cells = values.Row(row);
-      if (plan.stacked) {
-        cells[planned.column] =
-            BatchCellValue(table, planned.case_index, plan.measurement_variable);
-        continue;
-      }
+  CaseWalk walk(plan, table);
+  walk.Run([&](std::size_t case_index, const CaseCodes& codes, const CasePlace& place) {
+    RawBatch& batch = batches[place.batch];
+    std::fill(row.begin(), row.end(), kMissingValue);
+    if (plan.stacked) {
+      row[place.column] = BatchCellValue(table, case_index, plan.measurement_variable);
+    } else {
+      const std::span<double> cells(row);
       ReadColumns(table,
-                  planned.case_index,
+                  case_index,
                   plan.process_sources,
                   plan.process_columns,
                   source_values,
                   cells.first(num_process));
-      if (binned_dependents && planned.carries_dependents) {
+      if (num_dependents > 0 && codes.carries_dependents) {
         ReadColumns(table,
-                    planned.case_index,
+                    case_index,
                     plan.dependent_sources,
                     plan.dependent_columns,
                     source_values,
-                    cells.subspan(num_process));
+                    binned_dependents ? cells.subspan(num_process) : std::span<double>(dependents));
+        if (!binned_dependents) {
+          batch.marked.insert(batch.marked.end(), dependents.begin(), dependents.end());
+        }
       }
     }
-    const BinnedBatch binned = BinRawTimes(times, values, plan.NumTimes());
+    batch.times.push_back(place.raw_time);
+    batch.values.insert(batch.values.end(), row.begin(), row.end());
+  });
+
+  for (std::size_t index = 0; index < batches.size(); ++index) {
+    RawBatch& batch = batches[index];
+    DMatrix values(batch.times.size(), width, kMissingValue);
+    std::copy(batch.values.begin(), batch.values.end(), values.data());
+    batch.values = {};  // held once: the matrix has them now
+    const BinnedBatch binned = BinRawTimes(batch.times, values, plan.NumTimes());
     for (std::size_t interval = 0; interval < plan.NumTimes(); ++interval) {
       if (binned.counts[interval] == 0) continue;
       const std::span<const double> cells = binned.means.Row(interval);
-      placer.PlaceProcess(batch, interval, cells.first(num_process), 0);
-      if (binned_dependents) {
-        placer.PlaceDependents(batch, interval, cells.subspan(num_process));
-      }
+      placer.PlaceProcess(index, interval, cells.first(num_process), 0);
+      if (binned_dependents) placer.PlaceDependents(index, interval, cells.subspan(num_process));
     }
-    if (num_dependents == 0 || binned_dependents) continue;
-    for (const std::size_t index : cases) {
-      const PlannedCase& planned = plan.cases[index];
-      if (!planned.carries_dependents) continue;
-      ReadColumns(table,
-                  planned.case_index,
-                  plan.dependent_sources,
-                  plan.dependent_columns,
-                  source_values,
-                  dependents);
-      placer.PlaceDependents(batch, placer.DependentCount(batch), dependents);
+    for (std::size_t first = 0; first < batch.marked.size(); first += num_dependents) {
+      const std::span<const double> marked(batch.marked.data() + first, num_dependents);
+      placer.PlaceDependents(index, placer.DependentCount(index), marked);
     }
   }
 }
