@@ -605,6 +605,48 @@ TEST_F(RawDataTest, WithoutATimeVariableTheCasePositionIsTheRawTime) {
   ExpectMatrix(data.predictors.x, {{1, 1, 2.5, 2.5}, {4.5, 4.5, 6.5, 6.5}});
 }
 
+TEST_F(RawDataTest, DependentsAreReducedWithTheTimesOrFillTheMarkedSlots) {
+  // Two batches of four cases over times 0..3, two intervals each.
+  AddCases(table_,
+           {{1, 0, 1, 1},
+            {1, 1, 2, 2},
+            {1, 2, 3, 3},
+            {1, 3, 4, 4},
+            {2, 0, 5, 5},
+            {2, 1, 6, 6},
+            {2, 2, 7, 7},
+            {2, 3, 8, 8}});
+  table_.AddVariable("y", {10, 20, 30, 40, 50, 60, 70, 80});
+  table_.AddVariable("mark", {0, 0, 0, 1, 1, 0, 0, 0});
+  request_.num_time_intervals = 2;
+  request_.dependent_variables = {"y"};
+  BatchData data = Prepare();
+  ExpectMatrix(data.dependents.x, {{15, 35}, {55, 75}});
+  EXPECT_EQ(data.dependents.column_names, (std::vector<std::string>{"y {1}", "y {2}"}));
+
+  // Marked cases are not reduced: each fills the next slot of its batch.
+  request_.dependent_identifier = "mark";
+  data = Prepare();
+  ExpectMatrix(data.dependents.x, {{40}, {50}});
+  ExpectMatrix(data.predictors.x, {{1.5, 1.5, 3.5, 3.5}, {5.5, 5.5, 7.5, 7.5}});
+}
+
+TEST_F(RawDataTest, AggregatedCasesAreReducedPerProcessVariable) {
+  // Each case carries one variable; batch 1 has no "b" in its second interval.
+  table_.AddVariable("batch", {1, 1, 1, 1, 1, 2, 2, 2, 2});
+  table_.AddVariable("time", {0, 1, 2, 3, 0, 0, 3, 0, 3});
+  table_.AddCategorical("tag", {1, 1, 1, 1, 2, 1, 1, 2, 2}, {{1, "a"}, {2, "b"}});
+  table_.AddVariable("value", {1, 2, 3, 4, 10, 5, 6, 20, 30});
+  request_.process_variables.clear();
+  request_.stacked = true;
+  request_.process_variable = "tag";
+  request_.measurement_variable = "value";
+  request_.num_time_intervals = 2;
+  const BatchData data = Prepare();
+  // Batch 1 spans 0..3: [0, 1.5) and [1.5, 3]; batch 2 likewise.
+  ExpectMatrix(data.predictors.x, {{1.5, 10, 3.5, kNaN}, {5, 20, 6, 30}});
+}
+
 TEST_F(RawDataTest, ABatchShorterThanTheIntervalsStopsWithTheRawWording) {
   AddCases(table_, {{1, 0, 1, 1}, {1, 1, 2, 2}, {1, 2, 3, 3}, {2, 0, 4, 4}, {2, 5, 5, 5}});
   const std::string check =
