@@ -101,6 +101,8 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
     return RunStatus::kInputError;
   }
 
+  if (request.complete_script) request.complete_script(*script, *loaded.table);
+
   TerminalProgress::ResetCancel();
   ScriptStepMachinery machinery;
   TerminalProgress progress(request.progress_on_terminal, &err);
@@ -140,9 +142,15 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   recorded.select = script->select;
   recorded.weight = script->weight;
   recorded.categorical = script->categorical;
-  const std::string script_name = request.script_path.empty() ? "script" : request.script_path;
+  const std::string script_name =
+      request.script_path.empty() ? request.script_name : request.script_path;
   ScriptRunner runner(services, machinery, script_name);
-  const RunStatus status = runner.Run(*script, request.record_path.empty() ? nullptr : &recorded);
+  RunStatus status = runner.Run(*script, request.record_path.empty() ? nullptr : &recorded);
+  // A cancel makes the run a cancelled one, also when the model absorbed it (it keeps the
+  // components accepted before it and the run goes on to their reports).
+  if (status != RunStatus::kInputError && TerminalProgress::CancelPending()) {
+    status = RunStatus::kCancelled;
+  }
 
   // The open dialog belongs to the analysis's steps; close it before the analysis goes.
   machinery.CloseDialog();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -18,14 +19,18 @@ struct OutputFormats {
 /// One run of the analysis: a script (from a file or built by a command), where its data and
 /// outputs are, and whether it is an automation run.
 struct RunRequest {
-  std::string script_path;       // the script file; empty when `script` is given
-  std::optional<Script> script;  // a script built by a command (fit, demo)
-  std::string data_override;     // replaces the script's data file when not empty
+  std::string script_path;             // the script file; empty when `script` is given
+  std::optional<Script> script;        // a script built by a command (fit, demo)
+  std::string script_name = "script";  // names a built script in messages
+  std::string data_override;           // replaces the script's data file when not empty
   std::string out_dir = "out";
   std::string record_path;  // write the run's script here when not empty
   OutputFormats formats;
   bool automation = true;  // run by script: informative notes are not shown
   bool progress_on_terminal = false;
+  /// Completes the script once the table is loaded (a command that selects the table's
+  /// variables); may be empty.
+  std::function<void(Script&, const DataTable&)> complete_script;
 };
 
 /// Load the script and the data table, run the analysis through its steps, and write the

@@ -125,12 +125,15 @@ void ScriptRunner::Refuse(MessageId id, const std::string& text) {
 RunStatus ScriptRunner::Run(const Script& script, Script* recorded) {
   std::size_t next_entry = 0;
   int step = 100;
-  while (const SequenceStep* row = machinery_.FindStep(step)) {
+  while (const SequenceStep* found = machinery_.FindStep(step)) {
+    // A copy of the row: the operation may register the step table again (Init does), which
+    // replaces the rows, the running operation's among them.
+    const SequenceStep row = *found;
     machinery_.TakePendingExit();
     // The operation's own answer (-1 when it opened its dialog) is what the desktop host uses
     // to enter the step; here the machinery knows directly whether a dialog is open.
     const RunStatus status = RunGuarded([&] {
-      if (row->operation) row->operation();
+      if (row.operation) row.operation();
       return true;
     });
     if (status != RunStatus::kCompleted) return status;
@@ -140,8 +143,8 @@ RunStatus ScriptRunner::Run(const Script& script, Script* recorded) {
       // A step without a dialog (Init, an empty body) goes on to its default successor.
       if (auto exit = machinery_.TakePendingExit()) {
         step = *exit;
-      } else if (row->default_successor != 0) {
-        step = row->default_successor;
+      } else if (row.default_successor != 0) {
+        step = row.default_successor;
       } else {
         break;
       }

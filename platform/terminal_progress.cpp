@@ -53,6 +53,8 @@ void TerminalProgress::RequestCancel() noexcept { cancel_requested.store(true); 
 
 void TerminalProgress::ResetCancel() noexcept { cancel_requested.store(false); }
 
+bool TerminalProgress::CancelPending() noexcept { return cancel_requested.load(); }
+
 std::string TerminalProgress::BarLine() const {
   if (steps_ <= 0) return caption_;
   const int filled = static_cast<int>(static_cast<long long>(position_) * kBarWidth / steps_);

@@ -43,6 +43,8 @@ class TerminalProgress : public ProgressMonitor {
   static void RequestCancel() noexcept;
   /// Lower the cancel flag (before a new run).
   static void ResetCancel() noexcept;
+  /// Whether the cancel flag is raised, without the throttle of `CancelRequested`.
+  static bool CancelPending() noexcept;
 
   bool running() const { return running_; }
   const std::string& caption() const { return caption_; }

@@ -30,6 +30,9 @@ AutomationValue ToAutomationValue(double value) { return value; }
 AutomationValue ToAutomationValue(const std::string& value) { return value; }
 AutomationValue ToAutomationValue(const std::vector<std::string>& value) { return value; }
 AutomationValue ToAutomationValue(const std::map<std::string, double>& value) { return value; }
+AutomationValue ToAutomationValue(const std::vector<int>& value) {
+  return std::vector<std::int64_t>(value.begin(), value.end());
+}
 
 template <>
 bool FromAutomationValue<bool>(const AutomationValue& value, std::string_view property) {
@@ -62,6 +65,16 @@ template <>
 std::vector<std::string> FromAutomationValue<std::vector<std::string>>(const AutomationValue& value,
                                                                        std::string_view property) {
   return Expect<std::vector<std::string>>(value, property);
+}
+
+template <>
+std::vector<int> FromAutomationValue<std::vector<int>>(const AutomationValue& value,
+                                                       std::string_view property) {
+  std::vector<int> items;
+  for (const std::int64_t item : Expect<std::vector<std::int64_t>>(value, property)) {
+    items.push_back(FromAutomationValue<int>(AutomationValue(item), property));
+  }
+  return items;
 }
 
 template <>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ constexpr ValueType AutomationTypeOf() {
     return ValueType::kString;
   } else if constexpr (std::is_same_v<T, std::vector<std::string>>) {
     return ValueType::kStringList;
+  } else if constexpr (std::is_same_v<T, std::vector<int>> ||
+                       std::is_same_v<T, std::vector<std::int64_t>>) {
+    return ValueType::kIntList;
   } else {
     static_assert(std::is_same_v<T, std::map<std::string, double>>, "no automation type");
     return ValueType::kNumberMap;
@@ -36,6 +40,7 @@ AutomationValue ToAutomationValue(int value);
 AutomationValue ToAutomationValue(double value);
 AutomationValue ToAutomationValue(const std::string& value);
 AutomationValue ToAutomationValue(const std::vector<std::string>& value);
+AutomationValue ToAutomationValue(const std::vector<int>& value);
 AutomationValue ToAutomationValue(const std::map<std::string, double>& value);
 
 /// The value of an automation property as its C++ type. A number property takes an integer as
@@ -55,6 +60,9 @@ std::string FromAutomationValue<std::string>(const AutomationValue& value,
 template <>
 std::vector<std::string> FromAutomationValue<std::vector<std::string>>(const AutomationValue& value,
                                                                        std::string_view property);
+template <>
+std::vector<int> FromAutomationValue<std::vector<int>>(const AutomationValue& value,
+                                                       std::string_view property);
 template <>
 std::map<std::string, double> FromAutomationValue<std::map<std::string, double>>(
     const AutomationValue& value, std::string_view property);

@@ -5,25 +5,12 @@
 #include "frame/screening.hpp"
 
 namespace mspc {
-namespace {
+ReadingProgress::ReadingProgress(CAnalysisSupport& analysis) : analysis_(analysis) {
+  constexpr int kSteps = 3;  // read, screen, scale
+  analysis_.dstart(std::string(MessageText(MessageId::kReadingData)), kSteps);
+}
 
-// The progress bar of a preparation: shown while the data are read and screened, taken down
-// however the preparation ends.
-class ReadingProgress {
- public:
-  explicit ReadingProgress(CAnalysisSupport& analysis) : analysis_(analysis) {
-    constexpr int kSteps = 3;  // read, screen, scale
-    analysis_.dstart(std::string(MessageText(MessageId::kReadingData)), kSteps);
-  }
-  ~ReadingProgress() { analysis_.dstop(); }
-  ReadingProgress(const ReadingProgress&) = delete;
-  ReadingProgress& operator=(const ReadingProgress&) = delete;
-
- private:
-  CAnalysisSupport& analysis_;
-};
-
-}  // namespace
+ReadingProgress::~ReadingProgress() { analysis_.dstop(); }
 
 ScreeningOptions ScreeningOptionsFrom(const StartupOptions& options,
                                       const std::vector<std::string>& variables) {

@@ -8,6 +8,19 @@
 
 namespace mspc {
 
+/// The "Reading data..." progress bar of a preparation: shown while it lives, taken down however
+/// the preparation ends.
+class ReadingProgress {
+ public:
+  explicit ReadingProgress(CAnalysisSupport& analysis);
+  ~ReadingProgress();
+  ReadingProgress(const ReadingProgress&) = delete;
+  ReadingProgress& operator=(const ReadingProgress&) = delete;
+
+ private:
+  CAnalysisSupport& analysis_;
+};
+
 /// What one block of a model reads and how it is screened.
 struct PreparationRequest {
   DataSelection selection;

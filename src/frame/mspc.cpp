@@ -7,6 +7,7 @@
 #include "frame/define_mspc.hpp"
 #include "frame/model_startup.hpp"
 #include "frame/other_startups.hpp"
+#include "frame/pca_results.hpp"
 #include "frame/variable_lookup.hpp"
 
 namespace mspc {
@@ -15,11 +16,15 @@ namespace {
 constexpr int kAnalysisID = 3390;
 constexpr int kSimpleAnalysisID = 3391;
 
-// The Results and Details dialogs of a kind come with the kind's fit; until a kind has them,
-// its Results and Details steps have nothing to open even for a fitted model.
-std::unique_ptr<AnalysisDialog> MakeFittedModelDialog(CMSPC& /*analysis*/,
-                                                      ModelKind /*kind*/,
-                                                      bool /*details*/) {
+// The Results and Details dialogs of a kind come with the kind's fit; a kind without them has
+// nothing to open at its Results and Details steps even for a fitted model.
+std::unique_ptr<AnalysisDialog> MakeFittedModelDialog(CMSPC& analysis,
+                                                      ModelKind kind,
+                                                      bool details) {
+  if (kind == ModelKind::kPCA) {
+    if (details) return std::make_unique<CPCADetails>(analysis);
+    return std::make_unique<CPCAResults>(analysis);
+  }
   return nullptr;
 }
 

@@ -9,19 +9,13 @@
 
 #include "frame/analysis_support.hpp"
 #include "host/messages.hpp"
+#include "models/component_mode.hpp"
 #include "models/scaling.hpp"
 
 namespace mspc {
 
 /// The kinds of analysis that have a Startup dialog with an Options tab.
 enum class StartupKind { kPCA, kPLS, kTMPCA, kTMPLS, kBMPLS };
-
-/// How many components a fit extracts; the values are the component mode of `CMultivariate`.
-enum class ComponentMode : int {
-  AutoFitByCrossValidation = 0,  // cross-validation decides
-  FixedNumberOfComponents = 1,   // exactly `NumberOfComponents`
-  EigenvalueLimit = 2,           // while the eigenvalue exceeds `MinEigenvalueLimit`
-};
 
 /// The cross-validation method chosen on the Options tab. V-fold and "off" exist for every kind;
 /// the quick V-fold variant belongs to the PLS family and Krzanowski's to the PCA family.
@@ -106,8 +100,6 @@ constexpr int kMaxMemoryLimitMB = 32000;
 constexpr int kDefaultVariableBlocks = 8;
 constexpr int kMinVariableBlocks = 2;
 constexpr int kMaxVariableBlocks = 100;
-constexpr int kMinIterations = 1;
-constexpr int kMaxIterations = 1000;
 constexpr int kMinFolds = 2;
 /// The percentages' lower bound sits just under 20 so that 20 itself passes with room to spare.
 constexpr double kMinPercentLowerBound = 19.9999999;

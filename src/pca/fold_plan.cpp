@@ -5,6 +5,7 @@
 #include <numeric>
 #include <string>
 
+#include "host/errors.hpp"
 #include "host/random_source.hpp"
 #include "models/tolerant.hpp"
 
@@ -64,6 +65,19 @@ FoldPlan AssignFoldsAtRandom(std::size_t rows,
   // a random permutation, so the folds are random and as even in size as rotation makes them.
   for (std::size_t row = 0; row < rows; ++row) SetFold(plan, row, sorted_rows[row] + 1);
   return plan;
+}
+
+FoldPlan PlanFolds(
+    std::size_t rows, int folds, bool random_folds, std::uint64_t seed, RandomSource* random) {
+  if (folds < 2) throw AnalysisStop::With(MessageId::kFoldsBelowTwo);
+  // More folds than rows + 1 only add empty folds; the assignment of the rows is unchanged.
+  const auto row_bound = static_cast<long long>(rows) + 1;
+  const int used_folds =
+      static_cast<int>(std::min<long long>({folds, std::max<long long>(row_bound, 2), kMaxFolds}));
+  if (random_folds && random != nullptr) {
+    return AssignFoldsAtRandom(rows, used_folds, seed, *random);
+  }
+  return AssignFoldsInRotation(rows, used_folds);
 }
 
 }  // namespace mspc

@@ -27,4 +27,10 @@ FoldPlan AssignFoldsInRotation(std::size_t rows, int folds);
 /// saved before seeding and restored after, so the host's stream continues as it was.
 FoldPlan AssignFoldsAtRandom(std::size_t rows, int folds, std::uint64_t seed, RandomSource& random);
 
+/// The fold plan of a fit's options: `folds` (at least 2, else the fold message stops the
+/// analysis) clamped to rows + 1 and kMaxFolds, at random from `seed` when asked and a generator
+/// is given, else in rotation.
+FoldPlan PlanFolds(
+    std::size_t rows, int folds, bool random_folds, std::uint64_t seed, RandomSource* random);
+
 }  // namespace mspc

@@ -63,7 +63,7 @@ std::optional<MessageId> PCAFitOptions::Validate() const {
     return MessageId::kConvergenceCriterionOutOfRange;
   }
   const bool uses_folds =
-      component_mode != ComponentMode::kFixedNumber &&
+      component_mode != ComponentMode::FixedNumberOfComponents &&
       SelectCrossValidationPass(cross_validation_method, grouped) != CrossValidationPass::kNone;
   if (uses_folds && folds < 2) return MessageId::kFoldsBelowTwo;
   return std::nullopt;
@@ -234,16 +234,7 @@ std::int64_t PCAEngine::ComponentCost(int component) const {
 
 const FoldPlan& PCAEngine::Folds() const {
   if (!folds_) {
-    if (options_.folds < 2) throw AnalysisStop::With(MessageId::kFoldsBelowTwo);
-    // More folds than rows + 1 only add empty folds; the assignment of the rows is unchanged.
-    const auto row_bound = static_cast<long long>(Rows()) + 1;
-    const int folds = static_cast<int>(
-        std::min<long long>({options_.folds, std::max<long long>(row_bound, 2), kMaxFolds}));
-    if (options_.random_folds && random_ != nullptr) {
-      folds_ = AssignFoldsAtRandom(Rows(), folds, options_.seed, *random_);
-    } else {
-      folds_ = AssignFoldsInRotation(Rows(), folds);
-    }
+    folds_ = PlanFolds(Rows(), options_.folds, options_.random_folds, options_.seed, random_);
   }
   return *folds_;
 }
@@ -457,7 +448,9 @@ ComponentMode PCAEngine::EffectiveMode(ComponentMode mode) const {
   // With no cross-validation pass nothing can judge a component, so the count decides.
   const bool no_pass = SelectCrossValidationPass(options_.cross_validation_method,
                                                  options_.grouped) == CrossValidationPass::kNone;
-  return mode == ComponentMode::kCrossValidation && no_pass ? ComponentMode::kFixedNumber : mode;
+  return mode == ComponentMode::AutoFitByCrossValidation && no_pass
+             ? ComponentMode::FixedNumberOfComponents
+             : mode;
 }
 
 NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
@@ -468,7 +461,8 @@ NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
   if (node.component > MaxComponentsAllowed()) {
     node.state = NodeState::kTooManyComponents;
     refusal_ = MessageId::kDegreesOfFreedomNotEnough;
-  } else if (mode == ComponentMode::kFixedNumber && node.component > options_.max_components) {
+  } else if (mode == ComponentMode::FixedNumberOfComponents &&
+             node.component > options_.max_components) {
     node.state = NodeState::kTooManyComponents;
     refusal_ = MessageId::kNoAdditionalModel;
   } else {
@@ -478,10 +472,10 @@ NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
     const CrossValidationPass pass =
         SelectCrossValidationPass(options_.cross_validation_method, options_.grouped);
     switch (mode) {
-      case ComponentMode::kFixedNumber:
+      case ComponentMode::FixedNumberOfComponents:
         node.state = NodeState::kAccepted;
         break;
-      case ComponentMode::kEigenvalueLimit:
+      case ComponentMode::EigenvalueLimit:
         if (TolerantAtLeast(options_.eigenvalue_limit, node.eigenvalue)) {
           node.state = NodeState::kEigenvalueBelowLimit;
           break;
@@ -496,7 +490,7 @@ NodeState PCAEngine::FitNextComponent(ComponentMode mode) {
         node.fitted = false;
         node.state = NodeState::kAccepted;
         break;
-      case ComponentMode::kCrossValidation:
+      case ComponentMode::AutoFitByCrossValidation:
         ComputePRESS(*this, node, pass);
         node.state = JudgeComponent(*this, node);
         break;
@@ -518,7 +512,9 @@ int PCAEngine::AutoFit() {
   const ComponentMode mode = EffectiveMode(options_.component_mode);
   int added = 0;
   while (ComponentCount() < MaxComponentsAllowed()) {
-    if (mode == ComponentMode::kFixedNumber && ComponentCount() >= options_.max_components) break;
+    if (mode == ComponentMode::FixedNumberOfComponents &&
+        ComponentCount() >= options_.max_components)
+      break;
     if (!IsAccepted(FitNextComponent(mode))) break;
     ++added;
   }

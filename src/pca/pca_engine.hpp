@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/messages.hpp"
+#include "models/component_mode.hpp"
 #include "models/dmatrix.hpp"
 #include "pca/fold_plan.hpp"
 #include "pca/pca_node.hpp"
@@ -16,13 +17,6 @@ namespace mspc {
 
 class ProgressMonitor;
 class RandomSource;
-
-/// How the number of components is chosen.
-enum class ComponentMode : int {
-  kCrossValidation = 0,  // cross-validation decides whether each component is significant
-  kFixedNumber = 1,      // up to the maximum number of components
-  kEigenvalueLimit = 2,  // while the eigenvalue exceeds the limit
-};
 
 /// Which rows a fit leaves out.
 enum class HoldOutKind : int {
@@ -33,7 +27,7 @@ enum class HoldOutKind : int {
 
 /// The options of a PCA fit with their defaults.
 struct PCAFitOptions {
-  ComponentMode component_mode = ComponentMode::kCrossValidation;
+  ComponentMode component_mode = ComponentMode::AutoFitByCrossValidation;
   int max_components = 1;
   double eigenvalue_limit = 1.0;
   int max_iterations = 50;
@@ -47,10 +41,6 @@ struct PCAFitOptions {
   /// Return the message of the first broken rule, or nothing when the options are usable.
   std::optional<MessageId> Validate() const;
 };
-
-/// Bounds of the iteration limit.
-inline constexpr int kMinIterations = 1;
-inline constexpr int kMaxIterations = 1000;
 
 /// The result of one NIPALS iteration run.
 struct NIPALSOutcome {

@@ -283,16 +283,7 @@ std::int64_t PLSEngine::ComponentCost(int component) const {
 
 const FoldPlan& PLSEngine::Folds() const {
   if (!folds_) {
-    if (options_.folds < 2) throw AnalysisStop::With(MessageId::kFoldsBelowTwo);
-    // More folds than rows + 1 only add empty folds; the assignment of the rows is unchanged.
-    const auto row_bound = static_cast<long long>(Rows()) + 1;
-    const int folds = static_cast<int>(
-        std::min<long long>({options_.folds, std::max<long long>(row_bound, 2), kMaxFolds}));
-    if (options_.random_folds && random_ != nullptr) {
-      folds_ = AssignFoldsAtRandom(Rows(), folds, options_.seed, *random_);
-    } else {
-      folds_ = AssignFoldsInRotation(Rows(), folds);
-    }
+    folds_ = PlanFolds(Rows(), options_.folds, options_.random_folds, options_.seed, random_);
   }
   return *folds_;
 }

@@ -18,21 +18,6 @@ namespace {
 // the column counts always fit the 32-bit counts of the model document.
 constexpr int kMaxPLSVariables = 100000;
 
-// The progress bar of the preparation, taken down however it ends.
-class ReadingProgress {
- public:
-  explicit ReadingProgress(CAnalysisSupport& analysis) : analysis_(analysis) {
-    constexpr int kSteps = 3;  // read, screen, scale
-    analysis_.dstart(std::string(MessageText(MessageId::kReadingData)), kSteps);
-  }
-  ~ReadingProgress() { analysis_.dstop(); }
-  ReadingProgress(const ReadingProgress&) = delete;
-  ReadingProgress& operator=(const ReadingProgress&) = delete;
-
- private:
-  CAnalysisSupport& analysis_;
-};
-
 // A variable in both roles, or no dependent at all, cannot make a model.
 void CheckRoles(const StartupOptions& options) {
   if (options.dependent_variables.empty()) {

@@ -18,7 +18,7 @@ using testing::StandardisedEngine;
 
 PCAFitOptions ThreeComponents() {
   PCAFitOptions options;
-  options.component_mode = ComponentMode::kFixedNumber;
+  options.component_mode = ComponentMode::FixedNumberOfComponents;
   options.max_components = 3;
   options.convergence = 1e-14;
   options.max_iterations = 1000;

@@ -22,7 +22,7 @@ using testing::StandardisedEngine;
 
 PCAFitOptions CrossValidated(int method, bool grouped = false, int folds = 7) {
   PCAFitOptions options;
-  options.component_mode = ComponentMode::kCrossValidation;
+  options.component_mode = ComponentMode::AutoFitByCrossValidation;
   options.cross_validation_method = method;
   options.grouped = grouped;
   options.folds = folds;
@@ -159,9 +159,9 @@ TEST(CrossValidationPasses, FittedNodeReusesTheFullFitSoPressIsItsResidualSS) {
   // Eigenvalue mode with the grouped option sets the flag itself: Q² becomes the share of the
   // residual SS the component took out.
   PCAFitOptions options = CrossValidated(2, true);
-  options.component_mode = ComponentMode::kEigenvalueLimit;
+  options.component_mode = ComponentMode::EigenvalueLimit;
   PCAEngine eigen = StandardisedEngine(RankThreeData(6), options);
-  ASSERT_EQ(eigen.FitNextComponent(ComponentMode::kEigenvalueLimit), NodeState::kAccepted);
+  ASSERT_EQ(eigen.FitNextComponent(ComponentMode::EigenvalueLimit), NodeState::kAccepted);
   const CPCANode& first = eigen.Nodes()[0];
   EXPECT_NEAR(first.press, first.residual_ss, 1e-10 * first.residual_ss);
   EXPECT_NEAR(first.q2, first.ss_explained / first.previous_residual_ss, 1e-10);
@@ -172,7 +172,7 @@ TEST(CrossValidationProgress, CaptionsNameTheComponentAndTheGroup) {
   RecordingProgress vfold_progress;
   PCAEngine vfold = StandardisedEngine(RankThreeData(7), CrossValidated(1, false, 3));
   vfold.SetProgress(&vfold_progress);
-  vfold.FitNextComponent(ComponentMode::kCrossValidation);
+  vfold.FitNextComponent(ComponentMode::AutoFitByCrossValidation);
   std::vector<std::string> fold_captions;
   for (const std::string& caption : vfold_progress.captions) {
     if (caption.starts_with("Cross-validation")) fold_captions.push_back(caption);
@@ -185,7 +185,7 @@ TEST(CrossValidationProgress, CaptionsNameTheComponentAndTheGroup) {
   RecordingProgress row_progress;
   PCAEngine krzanowski = StandardisedEngine(RankThreeData(7), CrossValidated(2));
   krzanowski.SetProgress(&row_progress);
-  krzanowski.FitNextComponent(ComponentMode::kCrossValidation);
+  krzanowski.FitNextComponent(ComponentMode::AutoFitByCrossValidation);
   EXPECT_EQ(std::count(row_progress.captions.begin(),
                        row_progress.captions.end(),
                        "Krzanowski training: Model 1, row 60"),
@@ -194,7 +194,8 @@ TEST(CrossValidationProgress, CaptionsNameTheComponentAndTheGroup) {
 
 TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
   PCAEngine reference = StandardisedEngine(RankThreeData(8), CrossValidated(1));
-  ASSERT_EQ(reference.FitNextComponent(ComponentMode::kCrossValidation), NodeState::kAccepted);
+  ASSERT_EQ(reference.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
+            NodeState::kAccepted);
   struct Case {
     int threads;
     const char* cancel_after_caption;
@@ -218,7 +219,7 @@ TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
 TEST(CrossValidationPasses, FewerThanTwoFoldsStopTheAnalysis) {
   PCAEngine engine = StandardisedEngine(RankThreeData(9), CrossValidated(1, false, 1));
   try {
-    engine.FitNextComponent(ComponentMode::kCrossValidation);
+    engine.FitNextComponent(ComponentMode::AutoFitByCrossValidation);
     FAIL() << "expected a stop";
   } catch (const AnalysisStop& stop) {
     EXPECT_EQ(stop.id(), MessageId::kFoldsBelowTwo);
@@ -235,7 +236,7 @@ class JudgeRules : public ::testing::Test {
 
   JudgeRules() {
     PCAFitOptions options = CrossValidated(1);
-    options.component_mode = ComponentMode::kFixedNumber;
+    options.component_mode = ComponentMode::FixedNumberOfComponents;
     options.max_components = 1;
     engine_ = StandardisedEngine(ManufacturedData(20, 4, {2.0, 1.0}, 0.3, 10), options);
   }
@@ -277,7 +278,8 @@ TEST_F(JudgeRules, FirstComponentAgainstItsLimit) {
 }
 
 TEST_F(JudgeRules, LaterComponentsAreRefusedByTheirKind) {
-  ASSERT_EQ(engine_.FitNextComponent(ComponentMode::kCrossValidation), NodeState::kAccepted);
+  ASSERT_EQ(engine_.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
+            NodeState::kAccepted);
   const CPCANode& first = engine_.Nodes()[0];
   const auto second = [&](double q2, std::vector<double> q2_per_variable) {
     CPCANode node = engine_.NewNode();

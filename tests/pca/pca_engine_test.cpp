@@ -20,7 +20,7 @@ using testing::StandardisedEngine;
 
 PCAFitOptions FixedCount(int components, double convergence = 1e-10, int max_iterations = 1000) {
   PCAFitOptions options;
-  options.component_mode = ComponentMode::kFixedNumber;
+  options.component_mode = ComponentMode::FixedNumberOfComponents;
   options.max_components = components;
   options.convergence = convergence;
   options.max_iterations = max_iterations;
@@ -285,21 +285,23 @@ TEST(PCAEngineStopping, DegreesOfFreedomAllowAtMostMinOfNMinusOneAndK) {
   EXPECT_EQ(engine.AutoFit(), 4);
   EXPECT_GT(engine.ResidualDegreesOfFreedom(), 0);
   EXPECT_EQ(engine.ResidualDegreesOfFreedom(), 40 - (11 + 9 + 7 + 5));
-  EXPECT_EQ(engine.FitNextComponent(ComponentMode::kFixedNumber), NodeState::kTooManyComponents);
+  EXPECT_EQ(engine.FitNextComponent(ComponentMode::FixedNumberOfComponents),
+            NodeState::kTooManyComponents);
   EXPECT_EQ(engine.RefusalMessage(), MessageId::kDegreesOfFreedomNotEnough);
   EXPECT_EQ(engine.ComponentCount(), 4);
 
   PCAEngine two = StandardisedEngine(raw, FixedCount(2));
   EXPECT_EQ(two.AutoFit(), 2);
   EXPECT_FALSE(two.RefusalMessage().has_value()) << "reaching the count is no refusal";
-  EXPECT_EQ(two.FitNextComponent(ComponentMode::kFixedNumber), NodeState::kTooManyComponents);
+  EXPECT_EQ(two.FitNextComponent(ComponentMode::FixedNumberOfComponents),
+            NodeState::kTooManyComponents);
   EXPECT_EQ(two.RefusalMessage(), MessageId::kNoAdditionalModel);
 }
 
 TEST(PCAEngineStopping, EigenvalueModeKeepsTheComponentsAboveTheLimit) {
   const DMatrix raw = ManufacturedData(60, 6, {3.0, 2.0, 1.0, 0.5}, 0.5, 31);
   PCAFitOptions options = FixedCount(6, 1e-12);
-  options.component_mode = ComponentMode::kEigenvalueLimit;
+  options.component_mode = ComponentMode::EigenvalueLimit;
   options.eigenvalue_limit = 1.0;
   PCAEngine engine = StandardisedEngine(raw, options);
   const testing::SymmetricEigen reference =
@@ -368,7 +370,7 @@ TEST(PCAFitOptionsValidate, RefusesOutOfRangeOptions) {
         << test_case.max_iterations << " " << test_case.convergence << " " << test_case.folds;
   }
   PCAFitOptions fixed;
-  fixed.component_mode = ComponentMode::kFixedNumber;
+  fixed.component_mode = ComponentMode::FixedNumberOfComponents;
   fixed.folds = 1;
   EXPECT_EQ(fixed.Validate(), std::nullopt) << "folds matter only when cross-validation runs";
 }
