@@ -12,22 +12,6 @@
 namespace mspc {
 namespace {
 
-// The progress bar of the preparation: shown while the batches are read, unfolded and
-// screened, taken down however the preparation ends.
-class PreparationProgress {
- public:
-  explicit PreparationProgress(CAnalysisSupport& analysis) : analysis_(analysis) {
-    constexpr int kSteps = 3;  // unfold, screen, scale
-    analysis_.dstart(std::string(MessageText(MessageId::kReadingData)), kSteps);
-  }
-  ~PreparationProgress() { analysis_.dstop(); }
-  PreparationProgress(const PreparationProgress&) = delete;
-  PreparationProgress& operator=(const PreparationProgress&) = delete;
-
- private:
-  CAnalysisSupport& analysis_;
-};
-
 // Centre every valid cell by its column mean and divide it by the column scale (a scale of
 // zero leaves the cell centred only), in place: the engine then takes the matrix over, so the
 // unfolded data are never held twice.
@@ -79,7 +63,7 @@ void CMPCAModel::Run(const StartupOptions& options) {
 
   BatchData data;
   {
-    PreparationProgress progress(analysis());
+    ReadingProgress progress(analysis());
     data = PrepareBatchData(analysis(), BatchRequestFrom(options, BatchLayout::kBatchRows, false));
     ScreenBatchBlock(analysis(),
                      ScreeningOptionsFrom(options, VariableNames(data.predictors)),
