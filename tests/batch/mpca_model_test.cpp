@@ -7,8 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "frame/mspc.hpp"
+#include "frame/steps.hpp"
 #include "pca/pca_test_support.hpp"
 #include "support/fake_data_table.hpp"
+#include "support/fake_host.hpp"
 #include "support/recording_host.hpp"
 #include "support/reference_eigen.hpp"
 
@@ -181,6 +184,47 @@ TEST_F(TimeWisePCATest, AFailedRunLeavesNoFit) {
   EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kUnequalTimeIntervals);
   EXPECT_FALSE(model_.IsFitted());
   EXPECT_EQ(model_.batch_data().num_batches, 0u);
+}
+
+// The TMPCA Startup twin takes the batch roles by name and fits on OK, as a script drives it.
+TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
+  const DMatrix unfolded = testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3);
+  FakeDataTable table;
+  WriteLongTable(unfolded, table);
+  fake::FakeStepMachinery steps;
+  RecordingHost host;
+  HostServices services = host.Services(&table, true);
+  services.steps = &steps;
+  CMSPC analysis{0, nullptr};
+  analysis.InitCommons(services);
+
+  constexpr std::int64_t kTMPCARow = 4;
+  ASSERT_EQ(steps.RunStep(kStepMSPCStartup), kDialogOpened);
+  fake::Put(steps.Twin(), "SelectedKind", kTMPCARow);
+  ASSERT_TRUE(fake::Run(steps.Twin(), "OK"));
+  ASSERT_EQ(steps.RunStep(kStepTMPCAStartup), kDialogOpened);
+  AutomationObject& startup = steps.Twin();
+  fake::Put(startup, "BatchVariable", std::string("batch"));
+  fake::Put(startup, "TimeVariable", std::string("time"));
+  fake::Put(startup, "Variables", std::vector<std::string>{"x1", "x2", "x3"});
+  fake::Put(startup, "FactorCodes", std::vector<std::string>{"batch: 100, 101, 103, 104, 105"});
+  fake::Put(startup, "FixedNumberOfComponents", true);
+  fake::Put(startup, "NumberOfComponents", std::int64_t{1});
+  fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{6});
+  // Five chosen batches are fewer than six: the stop is shown and the dialog stays.
+  EXPECT_FALSE(fake::Run(startup, "OK"));
+  ASSERT_EQ(host.CountOf(MessageId::kTooFewBatches), 1);
+  fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{5});
+  ASSERT_TRUE(fake::Run(startup, "OK"));
+  ASSERT_EQ(steps.LastExit()->next_step, kStepTMPCAResults);
+
+  const auto* model = dynamic_cast<const CMPCAModel*>(analysis.CurrentModel());
+  ASSERT_NE(model, nullptr);
+  ASSERT_TRUE(model->IsFitted());
+  EXPECT_EQ(model->batch_data().batch_labels,
+            (std::vector<std::string>{"100", "101", "103", "104", "105"}));
+  EXPECT_EQ(model->time_wise_engine().ComponentCount(), 1);
+  EXPECT_EQ(model->time_wise_engine().Cols(), kTimes * kVariables);
 }
 
 }  // namespace
