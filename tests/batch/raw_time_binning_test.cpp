@@ -10,7 +10,6 @@
 namespace mspc {
 namespace {
 
-const double kNaN = kMissingValue;
 
 DMatrix Column(const std::vector<double>& values) {
   DMatrix column(values.size(), 1);
@@ -49,21 +48,6 @@ TEST(RawTimeBinning, BoundariesBelongToTheUpperIntervalAndTheEndToTheLast) {
   EXPECT_EQ(binned.counts, (std::vector<std::size_t>{2, 3}));
   EXPECT_DOUBLE_EQ(binned.means(0, 0), (0 + 19.99) / 2);
   EXPECT_DOUBLE_EQ(binned.means(1, 0), 30.0);
-}
-
-TEST(RawTimeBinning, MeansSkipMissingValuesColumnByColumn) {
-  DMatrix values(4, 2);
-  const std::vector<std::vector<double>> rows{{1, kNaN}, {3, kNaN}, {kNaN, 5}, {8, 7}};
-  for (std::size_t row = 0; row < 4; ++row) {
-    values(row, 0) = rows[row][0];
-    values(row, 1) = rows[row][1];
-  }
-  const BinnedBatch binned = BinRawTimes(std::vector<double>{0, 1, 2, 3}, values, 2);
-  EXPECT_EQ(binned.means(0, 0), 2.0);
-  EXPECT_TRUE(IsMissing(binned.means(0, 1)));  // cases in the interval, none with a value
-  EXPECT_EQ(binned.counts[0], 2u);
-  EXPECT_EQ(binned.means(1, 0), 8.0);
-  EXPECT_EQ(binned.means(1, 1), 6.0);
 }
 
 TEST(RawTimeBinning, ShortOrTimelessBatchesLeaveIntervalsEmpty) {
