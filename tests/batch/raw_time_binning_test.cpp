@@ -10,7 +10,6 @@
 namespace mspc {
 namespace {
 
-
 DMatrix Column(const std::vector<double>& values) {
   DMatrix column(values.size(), 1);
   for (std::size_t row = 0; row < values.size(); ++row) column(row, 0) = values[row];
