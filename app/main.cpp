@@ -23,6 +23,21 @@ std::string DemoDataPath() {
   return (std::filesystem::path(MSPC_EXAMPLES_DIR) / "d00.csv").string();
 }
 
+// --format of a command that writes reports; the value is checked as it is read.
+void AddFormatOption(CLI::App* command, mspc::platform::OutputFormats* formats) {
+  command
+      ->add_option_function<std::string>(
+          "--format",
+          [formats](const std::string& text) {
+            std::string error;
+            const auto parsed = mspc::platform::ParseOutputFormats(text, &error);
+            if (!parsed) throw CLI::ValidationError(error);
+            *formats = *parsed;
+          },
+          "Report files to write, comma separated: json, xlsx, html")
+      ->default_str(std::string(mspc::platform::kAllOutputFormats));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -39,6 +54,7 @@ int main(int argc, char** argv) {
   run->add_option("--data", request.data_override, "Data table replacing the script's");
   run->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   run->add_option("--record", request.record_path, "Write the script of the run to this file");
+  AddFormatOption(run, &request.formats);
 
   mspc::platform::FitPCAArguments fit_arguments;
   std::string kind;
@@ -64,9 +80,11 @@ int main(int argc, char** argv) {
   fit->add_option("--control", fit_arguments.control, "T² and SPE(Q) control limit, percent");
   fit->add_option("--warning", fit_arguments.warning, "Warning limit, percent (0: none)");
   fit->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
+  AddFormatOption(fit, &request.formats);
 
   CLI::App* demo = app.add_subcommand("demo", "Fit PCA to the bundled Tennessee Eastman run");
   demo->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
+  AddFormatOption(demo, &request.formats);
 
   CLI11_PARSE(app, argc, argv);
 

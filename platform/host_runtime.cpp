@@ -8,15 +8,17 @@
 #include "frame/exports.hpp"
 #include "frame/mspc.hpp"
 #include "platform/boost_probability.hpp"
-#include "platform/csv_table.hpp"
 #include "platform/file_document_store.hpp"
 #include "platform/file_io.hpp"
+#include "platform/html_report_writer.hpp"
 #include "platform/json_report_sink.hpp"
 #include "platform/json_settings.hpp"
 #include "platform/pugi_xml_parser.hpp"
 #include "platform/recording_message_output.hpp"
 #include "platform/seeded_random.hpp"
+#include "platform/table_loader.hpp"
 #include "platform/terminal_progress.hpp"
+#include "platform/xlsx_report_writer.hpp"
 
 namespace mspc::platform {
 namespace {
@@ -67,6 +69,16 @@ void WriteOutputs(const RunRequest& request,
     const std::string path = (fs::path(request.out_dir) / "reports.json").string();
     if (!reports.Write(path, &error)) note_failure(path);
   }
+  if (request.formats.xlsx) {
+    const std::string path = (fs::path(request.out_dir) / "report.xlsx").string();
+    if (!WriteWorkbook(reports.reports(), path, &error)) note_failure(path);
+  }
+  if (request.formats.html) {
+    const std::string path = (fs::path(request.out_dir) / "report.html").string();
+    HtmlReportOptions options;
+    options.workbook_written = request.formats.xlsx;
+    if (!WriteHtmlReport(reports.reports(), path, options, &error)) note_failure(path);
+  }
   if (recorded != nullptr && !request.record_path.empty()) {
     if (!WriteFileAtomically(request.record_path, ScriptToText(*recorded), &error)) {
       note_failure(request.record_path);
@@ -94,7 +106,7 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   table_options.weight_variable = script->weight;
   const std::string data_path = ResolveDataPath(
       request.data_override.empty() ? script->data : request.data_override, request.script_path);
-  CsvLoadResult loaded = CsvTable::Load(data_path, table_options);
+  TableLoadResult loaded = LoadTable(data_path, table_options);
   if (!loaded.table) {
     messages.Show(MessageKind::kStop, MessageId::kDataFileUnreadable, loaded.error);
     WriteOutputs(request, reports, messages, nullptr);
@@ -103,9 +115,9 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
 
   if (request.complete_script) request.complete_script(*script, *loaded.table);
 
-  TerminalProgress::ResetCancel();
   ScriptStepMachinery machinery;
   TerminalProgress progress(request.progress_on_terminal, &err);
+  MessagesBesideProgress shown_messages(messages, progress);
   JsonSettings settings(JsonSettings::DefaultPath());
   BoostProbability probability;
   SeededRandom random;
@@ -116,7 +128,7 @@ RunStatus RunAnalysis(const RunRequest& request, std::ostream& err) {
   services.steps = &machinery;
   services.progress = &progress;
   services.settings = &settings;
-  services.messages = &messages;
+  services.messages = &shown_messages;
   services.table = loaded.table.get();
   services.probability = &probability;
   services.random = &random;

@@ -6,15 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/output_formats.hpp"
 #include "platform/script.hpp"
 #include "platform/script_runner.hpp"
 
 namespace mspc::platform {
-
-/// Which files a run writes besides the messages.
-struct OutputFormats {
-  bool json = true;
-};
 
 /// One run of the analysis: a script (from a file or built by a command), where its data and
 /// outputs are, and whether it is an automation run.
@@ -35,7 +31,8 @@ struct RunRequest {
 
 /// Load the script and the data table, run the analysis through its steps, and write the
 /// outputs (reports, messages, recorded script). Messages go to `err` as well. Returns the run
-/// status; the outputs are written whatever the status.
+/// status; the outputs are written whatever the status. A cancel requested before the fit
+/// polls (Ctrl-C while the table is read, say) stops the run at its first poll.
 RunStatus RunAnalysis(const RunRequest& request, std::ostream& err);
 
 }  // namespace mspc::platform

@@ -16,7 +16,7 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 TerminalProgress::TerminalProgress(bool is_terminal, std::ostream* stream, Clock clock)
     : draws_(is_terminal && stream != nullptr), stream_(stream), clock_(std::move(clock)) {}
 
-TerminalProgress::~TerminalProgress() { Clear(); }
+TerminalProgress::~TerminalProgress() { ClearLine(); }
 
 void TerminalProgress::Start(const std::string& caption, int steps) {
   running_ = true;
@@ -39,7 +39,7 @@ void TerminalProgress::SetPosition(int step) {
 
 void TerminalProgress::Stop() {
   running_ = false;
-  Clear();
+  ClearLine();
 }
 
 bool TerminalProgress::CancelRequested() {
@@ -80,7 +80,11 @@ void TerminalProgress::Draw(bool force) {
   drawn_width_ = width;
 }
 
-void TerminalProgress::Clear() {
+void TerminalProgress::Redraw() {
+  if (running_) Draw(/*force=*/true);
+}
+
+void TerminalProgress::ClearLine() {
   if (!draws_ || drawn_width_ == 0) return;
   *stream_ << '\r' << std::string(drawn_width_, ' ') << '\r';
   stream_->flush();

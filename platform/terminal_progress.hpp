@@ -7,6 +7,7 @@
 #include <ostream>
 #include <string>
 
+#include "host/message_output.hpp"
 #include "host/progress.hpp"
 
 namespace mspc::platform {
@@ -39,6 +40,12 @@ class TerminalProgress : public ProgressMonitor {
   void Stop() override;
   bool CancelRequested() override;
 
+  /// Take the bar's line off the terminal for something else to be printed; the bar keeps
+  /// its state and comes back with `Redraw`.
+  void ClearLine();
+  /// Draw the running bar again, after `ClearLine`.
+  void Redraw();
+
   /// Raise the cancel flag. Async-signal-safe, for a SIGINT handler.
   static void RequestCancel() noexcept;
   /// Lower the cancel flag (before a new run).
@@ -54,7 +61,6 @@ class TerminalProgress : public ProgressMonitor {
  private:
   std::string BarLine() const;
   void Draw(bool force);
-  void Clear();
 
   bool draws_;
   std::ostream* stream_;
@@ -67,6 +73,24 @@ class TerminalProgress : public ProgressMonitor {
   std::optional<std::chrono::steady_clock::time_point> last_draw_;
   std::string drawn_text_;       // the bar line the terminal shows now
   std::size_t drawn_width_ = 0;  // columns written on the line, 0 when nothing is shown
+};
+
+/// Prints the analysis's messages on the terminal that shows the progress bar: the bar's line is
+/// taken down before a message and drawn again after it, so that the two never share a line.
+class MessagesBesideProgress : public MessageOutput {
+ public:
+  MessagesBesideProgress(MessageOutput& messages, TerminalProgress& progress)
+      : messages_(messages), progress_(progress) {}
+
+  void Show(MessageKind kind, MessageId id, const std::string& text) override {
+    progress_.ClearLine();
+    messages_.Show(kind, id, text);
+    progress_.Redraw();
+  }
+
+ private:
+  MessageOutput& messages_;
+  TerminalProgress& progress_;
 };
 
 }  // namespace mspc::platform

@@ -425,6 +425,21 @@ constexpr Entry kTable[] = {
     {8130, "The document has a document type declaration, which is not allowed."},
     {8131, "The document nests its elements deeper than %d levels."},
     {8132, "XML parse error at offset %d: %s."},
+    {8200, "Contents"},
+    {8201, "Showing the first %d of %d rows."},
+    {8202, "Showing the first %d of %d rows; the workbook report.xlsx has them all."},
+    {8203, "Points beyond the control limit"},
+    {8204, "%s beyond the control limit"},
+    {8205, "Label"},
+    {8206, "No values to plot."},
+    {8207, "Report %d"},
+    {8208, "Only the first %d of %d rows fit in a worksheet; reports.json has them all."},
+    {8209, "Only the first %d of %d columns fit in a worksheet; reports.json has them all."},
+    {8220, "--format: \"%s\" is not a report format; choose from json, xlsx and html."},
+    {8240, "%s: the file cannot be read as a SAS data file (%s)."},
+    {8241, "%s: the file cannot be read as an SPSS data file (%s)."},
+    {8242, "%s: the file cannot be read as a Stata data file (%s)."},
+    {8243, "%s: the file has no variables."},
 };
 
 // Sorted copy for lookup by id; the table above stays in reading order.

@@ -274,6 +274,24 @@ enum class MessageId : int {
   kXmlDoctypeRefused = 8130,
   kXmlTooDeep = 8131,
   kXmlParseError = 8132,
+
+  // Reports written as a workbook and a web page, output formats, SAS/SPSS/Stata tables
+  // (8200-8299).
+  kReportContents = 8200,
+  kReportRowsShownInPart = 8201,
+  kReportRowsShownInPartWorkbook = 8202,
+  kReportPointsBeyondControl = 8203,
+  kReportSeriesBeyondControl = 8204,
+  kReportPointLabel = 8205,
+  kReportNoValuesToPlot = 8206,
+  kReportFallbackName = 8207,
+  kReportRowsBeyondWorksheet = 8208,
+  kReportColumnsBeyondWorksheet = 8209,
+  kOutputFormatUnknown = 8220,
+  kReadStatSasUnreadable = 8240,
+  kReadStatSpssUnreadable = 8241,
+  kReadStatStataUnreadable = 8242,
+  kReadStatNoVariables = 8243,
 };
 
 /// The text of a resource id, or an empty view for an id the table does not hold.

@@ -36,7 +36,9 @@ struct GraphSeries {
   std::vector<std::string> labels;  // point labels (case names); may be empty
 };
 
-/// A horizontal limit line of a chart, such as a control or warning limit.
+/// A horizontal limit line of a chart, such as a control or warning limit. In a scatterplot a
+/// line whose label starts with the x-axis label (then a blank or a colon) is upright, at
+/// x = value; two lines of a kind on each axis are drawn as the box they enclose.
 struct LimitLine {
   std::string label;
   double value = 0.0;

@@ -4,6 +4,8 @@
 
 #include <sstream>
 
+#include "platform/recording_message_output.hpp"
+
 namespace mspc::platform {
 namespace {
 
@@ -58,6 +60,28 @@ TEST(TerminalProgress, DrawsOneLineInPlaceOnATerminalOnly) {
   piped.SetPosition(10);
   piped.Stop();
   EXPECT_EQ(drawn(), "");
+}
+
+TEST(TerminalProgress, MessagesTakeTheBarDownAndItComesBackBelowThem) {
+  std::chrono::steady_clock::time_point now{};
+  std::ostringstream terminal;
+  TerminalProgress progress(true, &terminal, [&] { return now; });
+  RecordingMessageOutput recorded(&terminal);
+  MessagesBesideProgress messages(recorded, progress);
+
+  progress.Start("Reading data...", 3);
+  terminal.str("");
+  messages.Show(MessageKind::kNote, MessageId::kCancelledByUser, "3 cases removed");
+  const std::string bar = "Reading data... [                              ] 0/3";
+  EXPECT_EQ(terminal.str(),
+            "\r" + std::string(bar.size(), ' ') + "\r" + "note: 3 cases removed\n\r" + bar);
+  EXPECT_EQ(recorded.messages().size(), 1u);
+
+  // Without a bar on the line a message prints as it is.
+  progress.Stop();
+  terminal.str("");
+  messages.Show(MessageKind::kWarning, MessageId::kCancelledByUser, "late");
+  EXPECT_EQ(terminal.str(), "warning: late\n");
 }
 
 }  // namespace
