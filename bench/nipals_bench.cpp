@@ -48,7 +48,7 @@ void BM_NIPALSFit(benchmark::State& state) {
   const double missing_fraction = static_cast<double>(state.range(2)) / 100.0;
   const mspc::DMatrix data = GenerateData(rows, cols, missing_fraction);
   mspc::PCAFitOptions options;
-  options.component_mode = mspc::ComponentMode::kFixedNumber;
+  options.component_mode = mspc::ComponentMode::FixedNumberOfComponents;
   options.max_components = kComponents;
   options.max_iterations = 1000;
   options.convergence = 1e-10;

@@ -87,11 +87,12 @@ std::string ColumnName(const WorkingData& data, std::size_t col) {
 // when the option is off; granted otherwise, with the note shown the first time in the model
 // unless a script runs the analysis.
 void PermitRemoval(CAnalysisSupport& analysis,
+                   const ScreeningOptions& options,
                    bool option_on,
                    bool& noted,
                    MessageId note,
                    const AnalysisStop& refusal) {
-  if (!option_on) throw refusal;
+  if (!option_on) throw options.reword_stop ? options.reword_stop(refusal) : refusal;
   if (!noted && !analysis.IsOleAutomation()) {
     analysis.ShowMessage(MessageKind::kNote, note);
     noted = true;
@@ -275,6 +276,7 @@ class Screen {
                   double minimum,
                   const AnalysisStop& refusal) {
     PermitRemoval(analysis_,
+                  options_,
                   options_.auto_remove_cases,
                   notes_.cases_noted,
                   MessageId::kNoteRemoveCases,
@@ -288,6 +290,7 @@ class Screen {
   void RemoveColumn(
       std::size_t col, int cause, double current, double minimum, const AnalysisStop& refusal) {
     PermitRemoval(analysis_,
+                  options_,
                   options_.auto_remove_variables,
                   notes_.variables_noted,
                   MessageId::kNoteRemoveVariables,

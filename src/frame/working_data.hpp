@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "host/errors.hpp"
 #include "models/dmatrix.hpp"
 #include "models/removal_log.hpp"
 #include "models/scaling.hpp"
@@ -27,6 +29,9 @@ struct ScreeningOptions {
   bool auto_remove_cases = false;             // AutoRemoveCases
   ScalingMode scaling = ScalingMode::UnitStandardDeviations;
   std::vector<double> user_scales;  // per source variable, UserDefinedStandardDeviations
+  /// Rewords a refused removal's stop before it is thrown (the batch models word their stops
+  /// differently after pre-processing raw data); empty leaves every stop as it is.
+  std::function<AnalysisStop(const AnalysisStop&)> reword_stop;
 };
 
 /// The working matrix of one block (all process variables for PCA; X or Y for PLS) after

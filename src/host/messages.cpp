@@ -515,6 +515,48 @@ constexpr Entry kTable[] = {
     {7101, "SPE(Q) contributions of the cases above a control limit"},
     {7102, "Deployment scores"},
     {7103, "Model: %s"},
+    {5000,
+     "The missing value in the time stamp variable causes the case to be ignored. Please "
+     "carefully interpret the analysis results."},
+    {5001,
+     "The missing value in the batch variable causes the case be ignored. Please carefully "
+     "interpret the analysis results."},
+    {5002,
+     "The number of batches is fewer than required (%d) for the analysis. Please check your "
+     "data carefully and try again."},
+    {5003,
+     "The batch process requires equal number of time intervals for each batch. Non-equal time "
+     "intervals have been found and the analysis stops."},
+    {5004,
+     "Please check the time codes. If the data is in raw form, please use the data in raw form "
+     "option for pre processing the raw data."},
+    {5005,
+     "The batch process requires equal number of dependent values for each batch. Non-equal "
+     "number of dependent values have been found and the analysis stops."},
+    {5006,
+     "There is no time variance for batches. In order to fit Batch-wise Multi-way Partial Least "
+     "Squares model, you need to have time variance for all batches."},
+    {5007, "Some repeated cases"},
+    {5008, "Number of time intervals cannot be less than 2."},
+    {5009, "The Data-in-raw-form option was set, and after data pre-processing,"},
+    {5010, "Click OK to see the pre-processed data, or Cancel."},
+    {5011,
+     "The time code for the dependent variables is not valid or out of the range (-3200 to "
+     "3200); please check the variable carefully. If the time code is out of the range, you can "
+     "manually set up a time variable."},
+    {5012,
+     "Non-integer values are not allowed for the categorical dependent variables in Time-wise "
+     "Multi-way Partial Least Squares (TMPLS)."},
+    {5013, "%s {%s}"},
+    {5014,
+     "No batch variable is selected. Select the variable that identifies the batch of each case."},
+    {5015,
+     "Aggregated data need a time variable: each case holds one value of one process variable "
+     "at one time of one batch."},
+    {5016, "Pre-processed data"},
+    {5017, "Batch"},
+    {5018, "Time"},
+
     {8000, "%s:%d: the open dialog is %s, but the script entry names %s."},
     {8001, "%s:%d: %s has no property \"%s\"."},
     {8002, "%s:%d: %s.%s takes a %s."},

@@ -249,6 +249,27 @@ enum class MessageId : int {
   kVariableStatisticsTitle = 3370,
   kColumnPRESS = 3371,
 
+  // Batch data: unfolding, its checks and the batch reports.
+  kTimeStampMissing = 5000,
+  kBatchCodeMissing = 5001,
+  kTooFewBatches = 5002,
+  kUnequalTimeIntervals = 5003,
+  kCheckTimeCodes = 5004,
+  kUnequalDependentValues = 5005,
+  kNoTimeVariance = 5006,
+  kRepeatedCases = 5007,
+  kTooFewTimeIntervals = 5008,
+  kRawDataPrefix = 5009,
+  kRawDataClickOK = 5010,
+  kDependentTimeCodeRange = 5011,
+  kCategoricalDependentNotInteger = 5012,
+  kVariableAtTime = 5013,
+  kNoBatchVariable = 5014,
+  kStackedNeedsTimeVariable = 5015,
+  kPreprocessedDataTitle = 5016,
+  kBatchHeader = 5017,
+  kTimeHeader = 5018,
+
   // The command-line host's own messages.
   kScriptWrongDialog = 8000,
   kScriptUnknownProperty = 8001,
