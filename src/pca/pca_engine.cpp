@@ -8,6 +8,7 @@
 
 #include "host/errors.hpp"
 #include "host/progress.hpp"
+#include "models/fit_support_internal.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
 #include "pca/cross_validation.hpp"
@@ -18,30 +19,6 @@ namespace {
 // The progress bar spans six times the iteration limit: room for the full fit and the
 // hold-out fits of one component.
 constexpr int kProgressStepsPerIteration = 6;
-
-// Shows "Computing..." for the duration of one component and takes the bar down however the
-// component ends, a cancel included.
-class ProgressScope {
- public:
-  ProgressScope(ProgressMonitor* progress, int steps) : progress_(progress) {
-    if (progress_ != nullptr)
-      progress_->Start(std::string(MessageText(MessageId::kComputing)), steps);
-  }
-  ~ProgressScope() {
-    if (progress_ != nullptr) progress_->Stop();
-  }
-  ProgressScope(const ProgressScope&) = delete;
-  ProgressScope& operator=(const ProgressScope&) = delete;
-
- private:
-  ProgressMonitor* progress_;
-};
-
-std::vector<bool> ExclusionOrNone(std::vector<bool> excluded, std::size_t size) {
-  if (excluded.empty()) excluded.assign(size, false);
-  assert(excluded.size() == size);
-  return excluded;
-}
 
 // A cell that cannot take part in a sum (not-a-number or infinite) is stored as missing.
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }

@@ -11,6 +11,7 @@
 
 #include "host/errors.hpp"
 #include "host/progress.hpp"
+#include "models/fit_support_internal.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
 #include "pca/pca_engine.hpp"
@@ -35,31 +36,6 @@ namespace {
 // kColumnQ2Threshold, and a component's Q² is negligible below kNegligibleQ2.
 constexpr double kColumnQ2Threshold = 0.03;
 constexpr double kNegligibleQ2 = 0.01;
-
-// Shows "Computing..." while one component is fitted and takes the bar down however the
-// component ends, a cancel included.
-class ProgressScope {
- public:
-  ProgressScope(ProgressMonitor* progress, int steps) : progress_(progress) {
-    if (progress_ != nullptr) {
-      progress_->Start(std::string(MessageText(MessageId::kComputing)), steps);
-    }
-  }
-  ~ProgressScope() {
-    if (progress_ != nullptr) progress_->Stop();
-  }
-  ProgressScope(const ProgressScope&) = delete;
-  ProgressScope& operator=(const ProgressScope&) = delete;
-
- private:
-  ProgressMonitor* progress_;
-};
-
-std::vector<bool> ExclusionOrNone(std::vector<bool> excluded, std::size_t size) {
-  if (excluded.empty()) excluded.assign(size, false);
-  assert(excluded.size() == size);
-  return excluded;
-}
 
 int CountIncluded(const std::vector<bool>& excluded) {
   return static_cast<int>(std::count(excluded.begin(), excluded.end(), false));
