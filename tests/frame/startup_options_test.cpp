@@ -50,151 +50,99 @@ TEST_P(StartupOptionRanges, FirstBrokenRuleRefusesOK) {
 const auto kPCA = StartupKind::kPCA;
 const auto kTMPLS = StartupKind::kTMPLS;
 
+// Set one option field to `value`.
+template <typename Field, typename Value>
+std::function<void(StartupOptions&)> Set(Field StartupOptions::*field, Value value) {
+  return [field, value](StartupOptions& o) { o.*field = static_cast<Field>(value); };
+}
+
 std::vector<RangeCase> RangeCases() {
   using M = MessageId;
+  using O = StartupOptions;
+  const auto cases = &O::min_percent_valid_cases;
+  const auto vars = &O::min_percent_valid_variables;
+  const auto iterations = &O::max_iterations;
+  const auto convergence = &O::convergence_criterion;
+  const auto folds_one_with = [](CrossValidationMethod method) {
+    return [method](O& o) {
+      o.num_folds = 1;
+      o.cross_validation = method;
+    };
+  };
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  // The lower bound of the percentages sits at 19.9999999: 15 units below it still pass.
+  const double bound = 19.9999999;
   return {
-      {"Defaults", kPCA, [](StartupOptions&) {}, std::nullopt},
-      {"IterationsZero",
-       kPCA,
-       [](StartupOptions& o) { o.max_iterations = 0; },
-       M::kMaxIterationsOutOfRange},
-      {"IterationsOne", kPCA, [](StartupOptions& o) { o.max_iterations = 1; }, std::nullopt},
-      {"IterationsThousand",
-       kPCA,
-       [](StartupOptions& o) { o.max_iterations = 1000; },
-       std::nullopt},
-      {"IterationsThousandAndOne",
-       kPCA,
-       [](StartupOptions& o) { o.max_iterations = 1001; },
-       M::kMaxIterationsOutOfRange},
-      {"CasesTwenty",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 20; },
-       std::nullopt},
-      {"CasesHundred",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 100; },
-       std::nullopt},
-      {"CasesFewUlpsUnderTwenty",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(20.0, -5); },
-       std::nullopt},
-      // The bound itself sits at 19.9999999; 15 units below it still pass, 16 do not.
-      {"CasesFifteenUlpsUnderTheBound",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(19.9999999, -15); },
-       std::nullopt},
+      {"Defaults", kPCA, [](O&) {}, std::nullopt},
+      {"IterationsZero", kPCA, Set(iterations, 0), M::kMaxIterationsOutOfRange},
+      {"IterationsOne", kPCA, Set(iterations, 1), std::nullopt},
+      {"IterationsThousand", kPCA, Set(iterations, 1000), std::nullopt},
+      {"IterationsThousandAndOne", kPCA, Set(iterations, 1001), M::kMaxIterationsOutOfRange},
+      {"CasesTwenty", kPCA, Set(cases, 20), std::nullopt},
+      {"CasesHundred", kPCA, Set(cases, 100), std::nullopt},
+      {"CasesFewUlpsUnderTwenty", kPCA, Set(cases, UlpsAway(20.0, -5)), std::nullopt},
+      {"CasesFifteenUlpsUnderTheBound", kPCA, Set(cases, UlpsAway(bound, -15)), std::nullopt},
       {"CasesSixteenUlpsUnderTheBound",
        kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(19.9999999, -16); },
+       Set(cases, UlpsAway(bound, -16)),
        M::kPercentValidCasesOutOfRange},
-      {"CasesFifteenUlpsOverHundred",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(100.0, 15); },
-       std::nullopt},
+      {"CasesFifteenUlpsOverHundred", kPCA, Set(cases, UlpsAway(100.0, 15)), std::nullopt},
       {"CasesSixteenUlpsOverHundred",
        kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = UlpsAway(100.0, 16); },
+       Set(cases, UlpsAway(100.0, 16)),
        M::kPercentValidCasesOutOfRange},
-      {"Cases19.99",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 19.99; },
-       M::kPercentValidCasesOutOfRange},
-      {"Cases100.01",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 100.01; },
-       M::kPercentValidCasesOutOfRange},
-      {"CasesNotANumber",
-       kPCA,
-       [](StartupOptions& o) {
-         o.min_percent_valid_cases = std::numeric_limits<double>::quiet_NaN();
-       },
-       M::kPercentValidCasesOutOfRange},
-      {"Vars19.99",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_variables = 19.99; },
-       M::kPercentValidVarsOutOfRange},
-      {"Vars100.01",
-       kPCA,
-       [](StartupOptions& o) { o.min_percent_valid_variables = 100.01; },
-       M::kPercentValidVarsOutOfRange},
+      {"Cases19.99", kPCA, Set(cases, 19.99), M::kPercentValidCasesOutOfRange},
+      {"Cases100.01", kPCA, Set(cases, 100.01), M::kPercentValidCasesOutOfRange},
+      {"CasesNotANumber", kPCA, Set(cases, nan), M::kPercentValidCasesOutOfRange},
+      {"Vars19.99", kPCA, Set(vars, 19.99), M::kPercentValidVarsOutOfRange},
+      {"Vars100.01", kPCA, Set(vars, 100.01), M::kPercentValidVarsOutOfRange},
       // The TMPLS Startup names the bound that was broken.
-      {"TMPLSCases19.99",
-       kTMPLS,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 19.99; },
-       M::kMinPercentValidCasesTooLow},
-      {"TMPLSCases100.01",
-       kTMPLS,
-       [](StartupOptions& o) { o.min_percent_valid_cases = 100.01; },
-       M::kMinPercentValidCasesTooHigh},
-      {"TMPLSVars19.99",
-       kTMPLS,
-       [](StartupOptions& o) { o.min_percent_valid_variables = 19.99; },
-       M::kMinPercentValidVarsTooLow},
-      {"TMPLSVars100.01",
-       kTMPLS,
-       [](StartupOptions& o) { o.min_percent_valid_variables = 100.01; },
-       M::kMinPercentValidVarsTooHigh},
-      {"ConvergenceZeroAndOne",
-       kPCA,
-       [](StartupOptions& o) { o.convergence_criterion = 1.0; },
-       std::nullopt},
-      {"ConvergenceNegative",
-       kPCA,
-       [](StartupOptions& o) { o.convergence_criterion = -0.001; },
-       M::kConvergenceCriterionOutOfRange},
-      {"ConvergenceAboveOne",
-       kPCA,
-       [](StartupOptions& o) { o.convergence_criterion = 1.5; },
-       M::kConvergenceCriterionOutOfRange},
-      {"FoldsOneWithVFold", kPCA, [](StartupOptions& o) { o.num_folds = 1; }, M::kFoldsBelowTwo},
+      {"TMPLSCases19.99", kTMPLS, Set(cases, 19.99), M::kMinPercentValidCasesTooLow},
+      {"TMPLSCases100.01", kTMPLS, Set(cases, 100.01), M::kMinPercentValidCasesTooHigh},
+      {"TMPLSVars19.99", kTMPLS, Set(vars, 19.99), M::kMinPercentValidVarsTooLow},
+      {"TMPLSVars100.01", kTMPLS, Set(vars, 100.01), M::kMinPercentValidVarsTooHigh},
+      {"ConvergenceOne", kPCA, Set(convergence, 1.0), std::nullopt},
+      {"ConvergenceNegative", kPCA, Set(convergence, -0.001), M::kConvergenceCriterionOutOfRange},
+      {"ConvergenceAboveOne", kPCA, Set(convergence, 1.5), M::kConvergenceCriterionOutOfRange},
+      {"FoldsOneWithVFold", kPCA, Set(&O::num_folds, 1), M::kFoldsBelowTwo},
       {"FoldsOneWithQuickVFold",
        kPCA,
-       [](StartupOptions& o) {
-         o.num_folds = 1;
-         o.cross_validation = CrossValidationMethod::VFoldCrossValidationQuick;
-       },
+       folds_one_with(CrossValidationMethod::VFoldCrossValidationQuick),
        M::kFoldsBelowTwo},
       {"FoldsOneWithKrzanowski",
        kPCA,
-       [](StartupOptions& o) {
-         o.num_folds = 1;
-         o.cross_validation = CrossValidationMethod::KrzanowskiCrossValidation;
-       },
+       folds_one_with(CrossValidationMethod::KrzanowskiCrossValidation),
        std::nullopt},
       {"FoldsOneWithCrossValidationOff",
        kPCA,
-       [](StartupOptions& o) {
-         o.num_folds = 1;
-         o.cross_validation = CrossValidationMethod::CrossValidationOff;
-       },
+       folds_one_with(CrossValidationMethod::CrossValidationOff),
        std::nullopt},
-      {"FoldsTwo", kPCA, [](StartupOptions& o) { o.num_folds = 2; }, std::nullopt},
+      {"FoldsTwo", kPCA, Set(&O::num_folds, 2), std::nullopt},
       // Rules are checked in reading order: percentages, iterations, convergence, folds.
       {"PercentBeforeIterations",
        kTMPLS,
-       [](StartupOptions& o) {
+       [](O& o) {
          o.max_iterations = 0;
          o.min_percent_valid_variables = 5;
        },
        M::kMinPercentValidVarsTooLow},
       {"CasesBeforeVariables",
        kTMPLS,
-       [](StartupOptions& o) {
+       [](O& o) {
          o.min_percent_valid_cases = 101;
          o.min_percent_valid_variables = 5;
        },
        M::kMinPercentValidCasesTooHigh},
       {"IterationsBeforeConvergence",
        kPCA,
-       [](StartupOptions& o) {
+       [](O& o) {
          o.max_iterations = 0;
          o.convergence_criterion = 2;
        },
        M::kMaxIterationsOutOfRange},
       {"ConvergenceBeforeFolds",
        kPCA,
-       [](StartupOptions& o) {
+       [](O& o) {
          o.num_folds = 0;
          o.convergence_criterion = 2;
        },
