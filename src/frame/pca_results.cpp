@@ -1,7 +1,7 @@
 #include "frame/pca_results.hpp"
 
 #include <cmath>
-#include <stdexcept>
+#include <utility>
 
 #include "export/c_code.hpp"
 #include "export/kvb_code.hpp"
@@ -12,20 +12,11 @@
 #include "pca/pca_model.hpp"
 
 namespace mspc {
-namespace {
-
-// The score limit settings of a kind, keeping whether a warning limit is drawn.
-ScoreLimitOptions SwitchScoreLimitType(const ScoreLimitOptions& current, ScoreLimitType type) {
-  if (current.type == type) return current;
-  ScoreLimitOptions switched = ScoreLimitOptions::Defaults(type);
-  switched.warning = current.warning;
-  return switched;
-}
-
-}  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // PCAResults: the twin.
+
+PCAResults::PCAResults(CPCAResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
 
 std::string PCAResults::TwinName() const { return "PCAResults"; }
 
@@ -33,23 +24,17 @@ std::string PCAResults::TwinName() const { return "PCAResults"; }
   MakeProperty(#Name, *this, &PCAResults::get_##Name, &PCAResults::put_##Name)
 
 std::vector<AutomationProperty> PCAResults::Properties() {
-  // The kind of score limit comes before its values: choosing a kind resets the values.
-  return {
-      MSPC_RESULTS_PROPERTY(TSquareControlLimit),
-      MSPC_RESULTS_PROPERTY(TSquareWarning),
-      MSPC_RESULTS_PROPERTY(TSquareWarningLimit),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromP),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromStdDev),
-      MSPC_RESULTS_PROPERTY(ScoreControlLimit),
-      MSPC_RESULTS_PROPERTY(ScoreWarning),
-      MSPC_RESULTS_PROPERTY(ScoreWarningLimit),
-      MSPC_RESULTS_PROPERTY(ObservationForContribution),
-      MSPC_RESULTS_PROPERTY(ComponentsToPlot),
-      MSPC_RESULTS_PROPERTY(SortVariablesByImportance),
-      MSPC_RESULTS_PROPERTY(NumberOfEigenvaluesToPlot),
-      MSPC_RESULTS_PROPERTY(ExportFileName),
-      MakeReadOnlyProperty("NumberOfComponents", *this, &PCAResults::get_NumberOfComponents),
-  };
+  std::vector<AutomationProperty> properties = LimitProperties();
+  for (AutomationProperty& property : std::vector<AutomationProperty>{
+           MSPC_RESULTS_PROPERTY(ObservationForContribution),
+           MSPC_RESULTS_PROPERTY(ComponentsToPlot),
+           MSPC_RESULTS_PROPERTY(SortVariablesByImportance),
+           MSPC_RESULTS_PROPERTY(NumberOfEigenvaluesToPlot),
+       }) {
+    properties.push_back(std::move(property));
+  }
+  for (AutomationProperty& property : ExportProperties()) properties.push_back(std::move(property));
+  return properties;
 }
 
 #undef MSPC_RESULTS_PROPERTY
@@ -57,7 +42,7 @@ std::vector<AutomationProperty> PCAResults::Properties() {
 #define MSPC_RESULTS_COMMAND(Name) MakeCommand(#Name, *this, &PCAResults::Name)
 
 std::vector<AutomationCommand> PCAResults::Commands() {
-  return {
+  std::vector<AutomationCommand> commands = {
       MSPC_RESULTS_COMMAND(Summary),
       MSPC_RESULTS_COMMAND(SummaryView),
       MSPC_RESULTS_COMMAND(DescriptiveStatistics),
@@ -80,48 +65,18 @@ std::vector<AutomationCommand> PCAResults::Commands() {
       MSPC_RESULTS_COMMAND(ContributionSpreadsheet),
       MSPC_RESULTS_COMMAND(ContributionPlot),
       MSPC_RESULTS_COMMAND(ScaledData),
-      MSPC_RESULTS_COMMAND(AddNextComponent),
-      MSPC_RESULTS_COMMAND(RemoveLastComponent),
-      MSPC_RESULTS_COMMAND(RemoveAllComponent),
-      MSPC_RESULTS_COMMAND(AutoFitMoreComponents),
-      MSPC_RESULTS_COMMAND(Details),
-      MSPC_RESULTS_COMMAND(CodeGeneratorPMML),
-      MSPC_RESULTS_COMMAND(CodeGeneratorCLang),
-      MSPC_RESULTS_COMMAND(CodeGeneratorKVB),
   };
+  for (AutomationCommand& command : ComponentCommands()) commands.push_back(std::move(command));
+  commands.push_back(MSPC_RESULTS_COMMAND(Details));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorPMML));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorCLang));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorKVB));
+  return commands;
 }
 
 #undef MSPC_RESULTS_COMMAND
 
 PCAReportOptions& PCAResults::options() const { return dialog_.model().report_options(); }
-
-double PCAResults::get_TSquareControlLimit() const { return options().chart.control_percent; }
-void PCAResults::put_TSquareControlLimit(double value) { options().chart.control_percent = value; }
-bool PCAResults::get_TSquareWarning() const { return options().chart.warning; }
-void PCAResults::put_TSquareWarning(bool value) { options().chart.warning = value; }
-double PCAResults::get_TSquareWarningLimit() const { return options().chart.warning_percent; }
-void PCAResults::put_TSquareWarningLimit(double value) { options().chart.warning_percent = value; }
-
-bool PCAResults::get_ComputeScoreLimitFromP() const {
-  return options().score.type == ScoreLimitType::kPValue;
-}
-void PCAResults::put_ComputeScoreLimitFromP(bool value) {
-  if (value) options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kPValue);
-}
-bool PCAResults::get_ComputeScoreLimitFromStdDev() const {
-  return options().score.type == ScoreLimitType::kStandardDeviations;
-}
-void PCAResults::put_ComputeScoreLimitFromStdDev(bool value) {
-  if (value) {
-    options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kStandardDeviations);
-  }
-}
-double PCAResults::get_ScoreControlLimit() const { return options().score.control; }
-void PCAResults::put_ScoreControlLimit(double value) { options().score.control = value; }
-bool PCAResults::get_ScoreWarning() const { return options().score.warning; }
-void PCAResults::put_ScoreWarning(bool value) { options().score.warning = value; }
-double PCAResults::get_ScoreWarningLimit() const { return options().score.warning_value; }
-void PCAResults::put_ScoreWarningLimit(double value) { options().score.warning_value = value; }
 
 std::string PCAResults::get_ObservationForContribution() const { return options().observation; }
 void PCAResults::put_ObservationForContribution(const std::string& value) {
@@ -135,15 +90,6 @@ bool PCAResults::get_SortVariablesByImportance() const { return options().sort_b
 void PCAResults::put_SortVariablesByImportance(bool value) { options().sort_by_importance = value; }
 int PCAResults::get_NumberOfEigenvaluesToPlot() const { return options().eigenvalues_to_plot; }
 void PCAResults::put_NumberOfEigenvaluesToPlot(int value) { options().eigenvalues_to_plot = value; }
-std::string PCAResults::get_ExportFileName() const { return options().export_file_name; }
-void PCAResults::put_ExportFileName(const std::string& value) {
-  options().export_file_name = value;
-}
-int PCAResults::get_NumberOfComponents() const { return dialog_.model().engine().ComponentCount(); }
-
-bool PCAResults::Guarded(bool (CPCAResults::*command)()) {
-  return GuardCommand(dialog_.analysis(), [this, command] { return (dialog_.*command)(); });
-}
 
 bool PCAResults::Summary() { return Guarded(&CPCAResults::Summary); }
 bool PCAResults::SummaryView() { return Guarded(&CPCAResults::SummaryView); }
@@ -174,16 +120,12 @@ bool PCAResults::ContributionSpreadsheet() {
 }
 bool PCAResults::ContributionPlot() { return Guarded(&CPCAResults::ContributionPlot); }
 bool PCAResults::ScaledData() { return Guarded(&CPCAResults::ScaledData); }
-bool PCAResults::AddNextComponent() { return Guarded(&CPCAResults::AddNextComponent); }
-bool PCAResults::RemoveLastComponent() { return Guarded(&CPCAResults::RemoveLastComponent); }
-bool PCAResults::RemoveAllComponent() { return Guarded(&CPCAResults::RemoveAllComponent); }
-bool PCAResults::AutoFitMoreComponents() { return Guarded(&CPCAResults::AutoFitMoreComponents); }
 bool PCAResults::Details() { return Guarded(&CPCAResults::Details); }
 
 // ---------------------------------------------------------------------------------------------
 // CPCAResults: the dialog.
 
-CPCAResults::CPCAResults(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPCAResults::CPCAResults(CMSPC& analysis) : ResultsDialog(analysis), twin_(*this) {}
 
 CPCAModel& CPCAResults::model() const {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
@@ -193,40 +135,12 @@ CPCAModel& CPCAResults::model() const {
   return *model;
 }
 
-const ProbabilityFunctions& CPCAResults::probability() const {
-  const ProbabilityFunctions* functions = analysis().host().probability;
-  // Every host supplies its quantile functions; without them no limit can be drawn.
-  if (functions == nullptr) throw std::logic_error("the host supplies no probability functions");
-  return *functions;
+ChartLimitOptions& CPCAResults::chart_limits() const { return model().report_options().chart; }
+ScoreLimitOptions& CPCAResults::score_limits() const { return model().report_options().score; }
+std::string& CPCAResults::export_file_name() const {
+  return model().report_options().export_file_name;
 }
-
-void CPCAResults::Route(const RoutedOutput& output) { analysis().RouteOutput(output); }
-
-bool CPCAResults::Refuse(MessageId id, const std::string& text) {
-  analysis().ShowText(MessageKind::kStop, id, text);
-  return false;
-}
-
-bool CPCAResults::HasComponents() {
-  if (model().engine().ComponentCount() > 0) return true;
-  // Not a refusal: the command ran, and there is nothing to show until a component is added.
-  analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
-  return false;
-}
-
-bool CPCAResults::ChartLimitsUsable() {
-  if (const auto refusal = model().report_options().chart.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPCAResults::ScoreLimitsUsable() {
-  if (const auto refusal = model().report_options().score.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
+ComponentEditor& CPCAResults::components() const { return model(); }
 
 bool CPCAResults::ResolvePlotComponents(std::vector<int>& components) {
   const CPCAModel& fitted = model();
@@ -270,8 +184,7 @@ bool CPCAResults::Eigenvalues() {
 bool CPCAResults::ScreePlotOfEigenvalues() {
   const int count = model().report_options().eigenvalues_to_plot;
   if (count < 0) {
-    return Refuse(MessageId::kEigenvaluesToPlotNegative,
-                  FormatMessage(MessageId::kEigenvaluesToPlotNegative));
+    return Refuse(MessageId::kEigenvaluesToPlotNegative);
   }
   Route(PCAScreePlot(model().engine(), count));
   return true;
@@ -348,21 +261,6 @@ bool CPCAResults::TSquareChart() {
   if (!ChartLimitsUsable()) return false;
   Route(PCAT2Chart(
       model().engine(), model().working_data(), model().report_options().chart, probability()));
-  return true;
-}
-
-bool CPCAResults::SaveAndShow(const std::string& extension,
-                              MessageId title,
-                              const std::string& text) {
-  const std::string file_name = model().report_options().export_file_name + extension;
-  if (DocumentStore* documents = analysis().host().documents) {
-    std::string error;
-    if (!documents->SaveDocument(file_name, text, &error)) {
-      return Refuse(MessageId::kDocumentNotSaved,
-                    FormatMessage(MessageId::kDocumentNotSaved, file_name, error));
-    }
-  }
-  Route(TextReport{std::string(MessageText(title)), text});
   return true;
 }
 
@@ -477,33 +375,6 @@ bool CPCAResults::ScaledData() {
   return true;
 }
 
-bool CPCAResults::AddNextComponent() {
-  if (const auto refusal = model().AddNextComponent()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPCAResults::RemoveLastComponent() {
-  if (!model().RemoveLastComponent()) {
-    return Refuse(MessageId::kNoComponentToRemove, FormatMessage(MessageId::kNoComponentToRemove));
-  }
-  return true;
-}
-
-bool CPCAResults::RemoveAllComponent() {
-  model().RemoveAllComponents();
-  return true;
-}
-
-bool CPCAResults::AutoFitMoreComponents() {
-  std::optional<MessageId> refusal;
-  model().AutoFitMoreComponents(refusal);
-  // Nothing more to fit is news, not a failure: the model stays as it was.
-  if (refusal) analysis().ShowMessage(MessageKind::kWarning, *refusal);
-  return true;
-}
-
 bool CPCAResults::Details() {
   model();
   analysis().ExitDialog(kStepPCADetails, kDirectionForward, 0);
@@ -513,7 +384,7 @@ bool CPCAResults::Details() {
 // ---------------------------------------------------------------------------------------------
 // PCA Details.
 
-std::string PCADetails::TwinName() const { return "PCADetails"; }
+std::string PCADetails::TwinName() const { return dialog_.twin_name(); }
 
 std::vector<AutomationProperty> PCADetails::Properties() {
   return {MakeProperty("Component", *this, &PCADetails::get_Component, &PCADetails::put_Component)};
@@ -535,7 +406,11 @@ bool PCADetails::Close() {
   return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
 }
 
-CPCADetails::CPCADetails(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPCADetails::CPCADetails(CMSPC& analysis, int results_step, std::string twin_name)
+    : CAnalysisModelessDialog(analysis),
+      results_step_(results_step),
+      twin_name_(std::move(twin_name)),
+      twin_(*this) {}
 
 bool CPCADetails::VariableStatistics() {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
@@ -557,7 +432,7 @@ bool CPCADetails::VariableStatistics() {
 }
 
 bool CPCADetails::Close() {
-  analysis().ExitDialog(kStepPCAResults, kDirectionBack, 0);
+  analysis().ExitDialog(results_step_, kDirectionBack, 0);
   return true;
 }
 
