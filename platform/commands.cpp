@@ -7,6 +7,7 @@ namespace mspc::platform {
 namespace {
 
 using json = nlohmann::ordered_json;
+using Settings = std::vector<std::pair<std::string, json>>;
 
 constexpr char kStartupDialog[] = "PCAStartup";
 constexpr char kVariablesProperty[] = "Variables";
@@ -18,9 +19,7 @@ constexpr int kBMPLSRow = 3;
 constexpr int kTMPCARow = 4;
 constexpr int kTMPLSRow = 5;
 
-ScriptEntry Entry(std::string dialog,
-                  std::vector<std::pair<std::string, json>> set,
-                  std::vector<std::string> commands) {
+ScriptEntry Entry(std::string dialog, Settings set, std::vector<std::string> commands) {
   ScriptEntry entry;
   entry.dialog = std::move(dialog);
   entry.set = std::move(set);
@@ -39,12 +38,49 @@ ScriptEntry ChoosePCA() { return Entry("MSPCStartup", {{"SelectedKind", 1}}, {"O
 
 // Automatic removal keeps a command-line fit going past a constant or sparse column; the notes
 // say what was removed.
-std::vector<std::pair<std::string, json>> StartupBasics(const std::vector<std::string>& variables) {
-  std::vector<std::pair<std::string, json>> set;
+Settings StartupBasics(const std::vector<std::string>& variables) {
+  Settings set;
   if (!variables.empty()) set.emplace_back(kVariablesProperty, variables);
   set.emplace_back("AutoRemoveVariables", true);
   set.emplace_back("AutoRemoveCases", true);
   return set;
+}
+
+// The component mode, cross-validation, scaling and iteration options every `fit` shares; the
+// argument structs of the kinds name them alike.
+template <typename Arguments>
+void AddFitOptions(const Arguments& arguments, Settings& startup) {
+  if (arguments.components) {
+    startup.emplace_back("FixedNumberOfComponents", true);
+    startup.emplace_back("NumberOfComponents", *arguments.components);
+  } else {
+    startup.emplace_back("AutoFitByCrossValidation", true);
+    startup.emplace_back(arguments.cross_validation == "krzanowski" ? "KrzanowskiCrossValidation"
+                                                                    : "VFoldCrossValidation",
+                         true);
+  }
+  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
+  if (arguments.seed) {
+    startup.emplace_back("RandomFoldAssignment", true);
+    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
+  }
+  startup.emplace_back(
+      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
+  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
+  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
+}
+
+// The T² and SPE(Q) limits of the Results dialog; a warning limit of 0 asks for no warning line.
+template <typename Arguments>
+Settings ChartLimitSettings(const Arguments& arguments) {
+  Settings results;
+  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
+  if (arguments.warning) {
+    const bool warning = *arguments.warning != 0.0;
+    results.emplace_back("TSquareWarning", warning);
+    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
+  }
+  return results;
 }
 
 }  // namespace
@@ -66,40 +102,13 @@ const std::vector<std::string>& CommonPCAReports() {
 }
 
 Script BuildFitPCAScript(const FitPCAArguments& arguments) {
-  std::vector<std::pair<std::string, json>> startup = StartupBasics(arguments.variables);
-  if (arguments.components) {
-    startup.emplace_back("FixedNumberOfComponents", true);
-    startup.emplace_back("NumberOfComponents", *arguments.components);
-  } else {
-    startup.emplace_back("AutoFitByCrossValidation", true);
-    startup.emplace_back(arguments.cross_validation == "krzanowski" ? "KrzanowskiCrossValidation"
-                                                                    : "VFoldCrossValidation",
-                         true);
-  }
-  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
-  if (arguments.seed) {
-    startup.emplace_back("RandomFoldAssignment", true);
-    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
-  }
-  startup.emplace_back(
-      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
-  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
-  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
-
-  std::vector<std::pair<std::string, json>> results;
-  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
-  if (arguments.warning) {
-    // A warning limit of 0 asks for no warning line.
-    const bool warning = *arguments.warning != 0.0;
-    results.emplace_back("TSquareWarning", warning);
-    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
-  }
-
+  Settings startup = StartupBasics(arguments.variables);
+  AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
   script.steps = {ChoosePCA(),
                   Entry(kStartupDialog, std::move(startup), {"OK"}),
-                  Entry("PCAResults", std::move(results), CommonPCAReports())};
+                  Entry("PCAResults", ChartLimitSettings(arguments), CommonPCAReports())};
   NumberEntries(script);
   return script;
 }
@@ -123,7 +132,7 @@ const std::vector<std::string>& CommonPLSReports() {
 }
 
 Script BuildFitPLSScript(const FitPLSArguments& arguments) {
-  std::vector<std::pair<std::string, json>> startup;
+  Settings startup;
   startup.emplace_back("DependentVariables", arguments.dependents);
   startup.emplace_back("PredictorVariables", arguments.predictors);
   if (!arguments.categorical.empty()) {
@@ -131,36 +140,12 @@ Script BuildFitPLSScript(const FitPLSArguments& arguments) {
   }
   startup.emplace_back("AutoRemoveVariables", true);
   startup.emplace_back("AutoRemoveCases", true);
-  if (arguments.components) {
-    startup.emplace_back("FixedNumberOfComponents", true);
-    startup.emplace_back("NumberOfComponents", *arguments.components);
-  } else {
-    startup.emplace_back("AutoFitByCrossValidation", true);
-    startup.emplace_back("VFoldCrossValidation", true);
-  }
-  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
-  if (arguments.seed) {
-    startup.emplace_back("RandomFoldAssignment", true);
-    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
-  }
-  startup.emplace_back(
-      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
-  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
-  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
-
-  std::vector<std::pair<std::string, json>> results;
-  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
-  if (arguments.warning) {
-    const bool warning = *arguments.warning != 0.0;
-    results.emplace_back("TSquareWarning", warning);
-    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
-  }
-
+  AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
   script.steps = {Entry("MSPCStartup", {{"SelectedKind", kPLSRow}}, {"OK"}),
                   Entry("PLSStartup", std::move(startup), {"OK"}),
-                  Entry("PLSResults", std::move(results), CommonPLSReports())};
+                  Entry("PLSResults", ChartLimitSettings(arguments), CommonPLSReports())};
   NumberEntries(script);
   return script;
 }
@@ -210,7 +195,7 @@ bool IsBatchStartup(const std::string& dialog) {
 
 Script BuildFitBatchScript(const FitBatchArguments& arguments) {
   const BatchKindNames names = NamesOf(arguments.kind);
-  std::vector<std::pair<std::string, json>> startup;
+  Settings startup;
   startup.emplace_back("BatchVariable", arguments.batch);
   if (!arguments.time.empty()) startup.emplace_back("TimeVariable", arguments.time);
   if (arguments.stacked) {
@@ -241,30 +226,9 @@ Script BuildFitBatchScript(const FitBatchArguments& arguments) {
   }
   startup.emplace_back("AutoRemoveVariables", true);
   startup.emplace_back("AutoRemoveCases", true);
-  if (arguments.components) {
-    startup.emplace_back("FixedNumberOfComponents", true);
-    startup.emplace_back("NumberOfComponents", *arguments.components);
-  } else {
-    startup.emplace_back("AutoFitByCrossValidation", true);
-    startup.emplace_back("VFoldCrossValidation", true);
-  }
-  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
-  if (arguments.seed) {
-    startup.emplace_back("RandomFoldAssignment", true);
-    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
-  }
-  startup.emplace_back(
-      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
-  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
-  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
+  AddFitOptions(arguments, startup);
 
-  std::vector<std::pair<std::string, json>> results;
-  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
-  if (arguments.warning) {
-    const bool warning = *arguments.warning != 0.0;
-    results.emplace_back("TSquareWarning", warning);
-    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
-  }
+  Settings results = ChartLimitSettings(arguments);
   const bool time_wise_pca = arguments.kind == BatchKind::kTMPCA;
   if (time_wise_pca && !arguments.trajectory.empty()) {
     results.emplace_back("VariableForTrajectory", arguments.trajectory);
@@ -311,7 +275,7 @@ void SelectBatchProcessVariables(Script& script, const DataTable& table) {
 }
 
 Script BuildDemoScript(const std::string& data) {
-  std::vector<std::pair<std::string, json>> startup = StartupBasics({});
+  Settings startup = StartupBasics({});
   startup.emplace_back("AutoFitByCrossValidation", true);
   startup.emplace_back("VFoldCrossValidation", true);
   startup.emplace_back("NumberOfCrossValidationFolds", kDemoFolds);
@@ -333,7 +297,7 @@ Script BuildDemoScript(const std::string& data) {
 }
 
 Script BuildMonitorScript(const MonitorArguments& arguments) {
-  std::vector<std::pair<std::string, json>> deployment = {{"ModelFiles", arguments.models}};
+  Settings deployment = {{"ModelFiles", arguments.models}};
   if (!arguments.variables.empty())
     deployment.emplace_back(kVariablesProperty, arguments.variables);
   Script script;

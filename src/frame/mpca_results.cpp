@@ -1,7 +1,6 @@
 #include "frame/mpca_results.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "batch/mpca_model.hpp"
@@ -167,7 +166,7 @@ void TMPCAResults::put_BatchesToDisplay(const std::vector<std::string>& value) {
 // ---------------------------------------------------------------------------------------------
 // CMPCAResults: the dialog.
 
-CMPCAResults::CMPCAResults(CMSPC& analysis) : ResultsDialog(analysis), twin_(*this) {}
+CMPCAResults::CMPCAResults(CMSPC& analysis) : PCAModelResults(analysis), twin_(*this) {}
 
 CMPCAModel& CMPCAResults::model() const {
   auto* model = dynamic_cast<CMPCAModel*>(analysis().CurrentModel());
@@ -177,44 +176,13 @@ CMPCAModel& CMPCAResults::model() const {
   return *model;
 }
 
-ChartLimitOptions& CMPCAResults::chart_limits() const { return model().report_options().chart; }
-ScoreLimitOptions& CMPCAResults::score_limits() const { return model().report_options().score; }
-std::string& CMPCAResults::export_file_name() const {
-  return model().report_options().export_file_name;
-}
-ComponentEditor& CMPCAResults::components() const { return model(); }
+CPCAModel& CMPCAResults::pca_model() const { return model(); }
 
 void CMPCAResults::RouteGraph(Graph graph) {
   if (!model().time_wise_options().text_labels) {
     for (GraphSeries& series : graph.series) series.labels.clear();
   }
   Route(graph);
-}
-
-bool CMPCAResults::ResolvePlotComponents(std::vector<int>& components) {
-  const CMPCAModel& fitted = model();
-  if (const auto refusal = ResolveComponentsToPlot(
-          fitted.report_options().components_to_plot, fitted.ComponentCount(), components)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
-}
-
-bool CMPCAResults::ResolvePlotPair(std::vector<int>& components) {
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2 || components[0] == components[1]) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
-  }
-  return true;
-}
-
-bool CMPCAResults::ResolveContributionRow(std::size_t& row) {
-  const CMPCAModel& fitted = model();
-  if (const auto refusal = ResolveObservation(
-          fitted.engine(), fitted.working_data(), fitted.report_options().observation, row)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
 }
 
 bool CMPCAResults::ResolveTrajectoryVariable(std::size_t& variable) {
@@ -394,13 +362,8 @@ bool CMPCAResults::SPEQSpreadsheet() {
 }
 
 bool CMPCAResults::DToModelSpreadsheet() {
-  const CMPCAModel& fitted = model();
-  Route(TMPCADistanceSpreadsheet(fitted));
-  // The pooled distance is an informative note as well; scripts read it from the footnote.
-  const double pooled = ComputeModelDistance(fitted.engine()).pooled;
-  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
-  }
+  Route(TMPCADistanceSpreadsheet(model()));
+  NoteNormalizedDistance();
   return true;
 }
 
@@ -434,21 +397,6 @@ bool CMPCAResults::Residuals() {
 
 bool CMPCAResults::ScaledData() {
   Route(TMPCAScaledData(model()));
-  return true;
-}
-
-bool CMPCAResults::ContributionSpreadsheet() {
-  std::size_t row = 0;
-  std::vector<int> components;
-  if (!HasComponents()) return true;
-  if (!ResolveContributionRow(row) || !ResolvePlotComponents(components)) return false;
-  const PCAEngine& engine = model().engine();
-  const WorkingData& data = model().working_data();
-  Route(PCAT2ContributionSpreadsheet(engine, data, row));
-  for (int component : components) {
-    Route(PCAScoreContributionSpreadsheet(engine, data, row, component));
-  }
-  Route(PCASPEContributionSpreadsheet(engine, data, row));
   return true;
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/results_base.hpp"
+#include "frame/pca_results.hpp"
 #include "host/automation.hpp"
 
 namespace mspc {
@@ -64,17 +64,14 @@ class TMPCAResults final : public ResultsTwin {
 
 /// The TMPCA Results dialog (step 106): the reports of the current time-wise model and the
 /// commands that change its number of components. Its settings live in the model.
-class CMPCAResults final : public ResultsDialog {
+class CMPCAResults final : public PCAModelResults {
  public:
   explicit CMPCAResults(CMSPC& analysis);
 
   AutomationObject& Automation() override { return twin_; }
   /// The current model; throws `AnalysisStop` when it is not a fitted TMPCA model.
   CMPCAModel& model() const;
-  ChartLimitOptions& chart_limits() const override;
-  ScoreLimitOptions& score_limits() const override;
-  std::string& export_file_name() const override;
-  ComponentEditor& components() const override;
+  CPCAModel& pca_model() const override;
 
   // One operation per report command; each answers false when it was refused.
   bool Summary();
@@ -105,7 +102,6 @@ class CMPCAResults final : public ResultsDialog {
   /// The residuals in the variables' own units and in scaled units.
   bool Residuals();
   bool ScaledData();
-  bool ContributionSpreadsheet();
   bool ContributionPlot();
   bool VariableTrajectorySpreadsheet();
   bool VariableTrajectoryPlot();
@@ -118,9 +114,6 @@ class CMPCAResults final : public ResultsDialog {
  private:
   /// Route a graph, without its point labels unless `DisplayTextLabels` is on.
   void RouteGraph(Graph graph);
-  bool ResolvePlotComponents(std::vector<int>& components);
-  bool ResolvePlotPair(std::vector<int>& components);
-  bool ResolveContributionRow(std::size_t& row);
   /// The process column of the trajectory reports, or a refusal shown.
   bool ResolveTrajectoryVariable(std::size_t& variable);
   bool TrajectoryOptionsUsable();

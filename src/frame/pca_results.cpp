@@ -14,6 +14,69 @@
 namespace mspc {
 
 // ---------------------------------------------------------------------------------------------
+// PCAModelResults: what the PCA and TMPCA Results dialogs share.
+
+ChartLimitOptions& PCAModelResults::chart_limits() const {
+  return pca_model().report_options().chart;
+}
+ScoreLimitOptions& PCAModelResults::score_limits() const {
+  return pca_model().report_options().score;
+}
+std::string& PCAModelResults::export_file_name() const {
+  return pca_model().report_options().export_file_name;
+}
+ComponentEditor& PCAModelResults::components() const { return pca_model(); }
+
+bool PCAModelResults::ResolvePlotComponents(std::vector<int>& components) {
+  const CPCAModel& fitted = pca_model();
+  if (const auto refusal = ResolveComponentsToPlot(
+          fitted.report_options().components_to_plot, fitted.ComponentCount(), components)) {
+    return Refuse(refusal->id, refusal->text);
+  }
+  return true;
+}
+
+bool PCAModelResults::ResolvePlotPair(std::vector<int>& components) {
+  if (!ResolvePlotComponents(components)) return false;
+  if (components.size() != 2 || components[0] == components[1]) {
+    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
+  }
+  return true;
+}
+
+bool PCAModelResults::ResolveContributionRow(std::size_t& row) {
+  const CPCAModel& fitted = pca_model();
+  if (const auto refusal = ResolveObservation(
+          fitted.engine(), fitted.working_data(), fitted.report_options().observation, row)) {
+    return Refuse(refusal->id, refusal->text);
+  }
+  return true;
+}
+
+void PCAModelResults::NoteNormalizedDistance() {
+  // Scripts read the pooled distance from the report's footnote.
+  const double pooled = ComputeModelDistance(pca_model().engine()).pooled;
+  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
+    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
+  }
+}
+
+bool PCAModelResults::ContributionSpreadsheet() {
+  std::size_t row = 0;
+  std::vector<int> components;
+  if (!HasComponents()) return true;
+  if (!ResolveContributionRow(row) || !ResolvePlotComponents(components)) return false;
+  const PCAEngine& engine = pca_model().engine();
+  const WorkingData& data = pca_model().working_data();
+  Route(PCAT2ContributionSpreadsheet(engine, data, row));
+  for (int component : components) {
+    Route(PCAScoreContributionSpreadsheet(engine, data, row, component));
+  }
+  Route(PCASPEContributionSpreadsheet(engine, data, row));
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
 // PCAResults: the twin.
 
 PCAResults::PCAResults(CPCAResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
@@ -125,7 +188,7 @@ bool PCAResults::Details() { return Guarded(&CPCAResults::Details); }
 // ---------------------------------------------------------------------------------------------
 // CPCAResults: the dialog.
 
-CPCAResults::CPCAResults(CMSPC& analysis) : ResultsDialog(analysis), twin_(*this) {}
+CPCAResults::CPCAResults(CMSPC& analysis) : PCAModelResults(analysis), twin_(*this) {}
 
 CPCAModel& CPCAResults::model() const {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
@@ -133,32 +196,6 @@ CPCAModel& CPCAResults::model() const {
     throw AnalysisStop::With(MessageId::kNoModelForStartup);
   }
   return *model;
-}
-
-ChartLimitOptions& CPCAResults::chart_limits() const { return model().report_options().chart; }
-ScoreLimitOptions& CPCAResults::score_limits() const { return model().report_options().score; }
-std::string& CPCAResults::export_file_name() const {
-  return model().report_options().export_file_name;
-}
-ComponentEditor& CPCAResults::components() const { return model(); }
-
-bool CPCAResults::ResolvePlotComponents(std::vector<int>& components) {
-  const CPCAModel& fitted = model();
-  if (const auto refusal = ResolveComponentsToPlot(fitted.report_options().components_to_plot,
-                                                   fitted.engine().ComponentCount(),
-                                                   components)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
-}
-
-bool CPCAResults::ResolveContributionRow(std::size_t& row) {
-  const CPCAModel& fitted = model();
-  if (const auto refusal = ResolveObservation(
-          fitted.engine(), fitted.working_data(), fitted.report_options().observation, row)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
 }
 
 bool CPCAResults::Summary() {
@@ -209,11 +246,7 @@ bool CPCAResults::LineplotsOfLoadings() {
 bool CPCAResults::ScatterplotsOfLoadings() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2 || components[0] == components[1]) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(PCALoadingScatterplot(
       model().engine(), model().working_data(), components[0], components[1]));
   return true;
@@ -242,11 +275,7 @@ bool CPCAResults::LineplotsOfScores() {
 bool CPCAResults::ScatterplotsOfScores() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ScoreLimitsUsable() || !ResolvePlotComponents(components)) return false;
-  if (components.size() != 2 || components[0] == components[1]) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ScoreLimitsUsable() || !ResolvePlotPair(components)) return false;
   Route(PCAScoreScatterplot(model().engine(),
                             model().working_data(),
                             components[0],
@@ -316,13 +345,8 @@ bool CPCAResults::SPEQSpreadsheet() {
 }
 
 bool CPCAResults::DToModelSpreadsheet() {
-  const CPCAModel& fitted = model();
-  Route(PCADistanceSpreadsheet(fitted.engine(), fitted.working_data()));
-  // The pooled distance is an informative note as well; scripts read it from the footnote.
-  const double pooled = ComputeModelDistance(fitted.engine()).pooled;
-  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
-  }
+  Route(PCADistanceSpreadsheet(model().engine(), model().working_data()));
+  NoteNormalizedDistance();
   return true;
 }
 
@@ -339,21 +363,6 @@ bool CPCAResults::SpreadsheetOfImportanceOfPredictors() {
 
 bool CPCAResults::Residuals() {
   Route(PCAResiduals(model().engine(), model().working_data()));
-  return true;
-}
-
-bool CPCAResults::ContributionSpreadsheet() {
-  std::size_t row = 0;
-  std::vector<int> components;
-  if (!HasComponents()) return true;
-  if (!ResolveContributionRow(row) || !ResolvePlotComponents(components)) return false;
-  const PCAEngine& engine = model().engine();
-  const WorkingData& data = model().working_data();
-  Route(PCAT2ContributionSpreadsheet(engine, data, row));
-  for (int component : components) {
-    Route(PCAScoreContributionSpreadsheet(engine, data, row, component));
-  }
-  Route(PCASPEContributionSpreadsheet(engine, data, row));
   return true;
 }
 

@@ -19,6 +19,34 @@ class CPCAResults;
 class CPCADetails;
 class ProbabilityFunctions;
 
+/// What the Results dialogs of the principal components models (PCA, TMPCA) share: their
+/// settings in the model's `report_options()`, the checks of the plotted components and of the
+/// contributions' observation, and the reports that read the same for both.
+class PCAModelResults : public ResultsDialog {
+ public:
+  using ResultsDialog::ResultsDialog;
+
+  /// The current model; throws `AnalysisStop` when it is not a fitted model of the dialog's kind.
+  virtual CPCAModel& pca_model() const = 0;
+  ChartLimitOptions& chart_limits() const override;
+  ScoreLimitOptions& score_limits() const override;
+  std::string& export_file_name() const override;
+  ComponentEditor& components() const override;
+
+  /// The T², score and SPE(Q) contribution spreadsheets of the chosen observation.
+  bool ContributionSpreadsheet();
+
+ protected:
+  /// The components to plot, or a refusal shown.
+  bool ResolvePlotComponents(std::vector<int>& components);
+  /// Two different components for a scatterplot, or a refusal shown.
+  bool ResolvePlotPair(std::vector<int>& components);
+  /// The observation of the contributions, or a refusal shown.
+  bool ResolveContributionRow(std::size_t& row);
+  /// Outside automation the pooled distance to the model is a note as well.
+  void NoteNormalizedDistance();
+};
+
 /// Automation twin of the PCA Results dialog: the limit settings of `ResultsTwin`, the plot
 /// settings, one command per report, the component commands, and `Details`.
 class PCAResults final : public ResultsTwin {
@@ -80,17 +108,14 @@ class PCAResults final : public ResultsTwin {
 
 /// The PCA Results dialog (step 103): produces the reports of the current PCA model and changes
 /// its number of components. Its settings live in the model, so they outlast the dialog.
-class CPCAResults final : public ResultsDialog {
+class CPCAResults final : public PCAModelResults {
  public:
   explicit CPCAResults(CMSPC& analysis);
 
   AutomationObject& Automation() override { return twin_; }
   /// The current model; throws `AnalysisStop` when it is not a fitted PCA model.
   CPCAModel& model() const;
-  ChartLimitOptions& chart_limits() const override;
-  ScoreLimitOptions& score_limits() const override;
-  std::string& export_file_name() const override;
-  ComponentEditor& components() const override;
+  CPCAModel& pca_model() const override { return model(); }
 
   // One operation per command of the twin; each answers false when it was refused.
   bool Summary();
@@ -112,7 +137,6 @@ class CPCAResults final : public ResultsDialog {
   bool BarChartOfDToModel();
   bool SpreadsheetOfImportanceOfPredictors();
   bool Residuals();
-  bool ContributionSpreadsheet();
   bool ContributionPlot();
   bool ScaledData();
   bool Details();
@@ -123,8 +147,6 @@ class CPCAResults final : public ResultsDialog {
  private:
   /// The fitted model with its limits, as its exports hold it.
   LoadedPCAModel ExportModel();
-  bool ResolvePlotComponents(std::vector<int>& components);
-  bool ResolveContributionRow(std::size_t& row);
 
   PCAResults twin_;
 };

@@ -96,8 +96,8 @@ class ResultsTwin : public AutomationObject {
   /// The four component commands.
   std::vector<AutomationCommand> ComponentCommands();
   /// Run a command of the dialog at the host boundary (`GuardCommand`).
-  template <typename Dialog>
-  bool Guarded(Dialog& dialog, bool (Dialog::*command)()) {
+  template <typename Dialog, typename Command>
+  bool Guarded(Dialog& dialog, Command command) {
     return GuardCommand(dialog.analysis(), [&dialog, command] { return (dialog.*command)(); });
   }
 
