@@ -16,7 +16,7 @@ namespace mspc {
 // ---------------------------------------------------------------------------------------------
 // TMPCAResults: the twin.
 
-TMPCAResults::TMPCAResults(CMPCAResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
+TMPCAResults::TMPCAResults(CMPCAResults& dialog) : PCAModelResultsTwin(dialog), dialog_(dialog) {}
 
 std::string TMPCAResults::TwinName() const { return "TMPCAResults"; }
 
@@ -25,11 +25,8 @@ std::string TMPCAResults::TwinName() const { return "TMPCAResults"; }
 
 std::vector<AutomationProperty> TMPCAResults::Properties() {
   std::vector<AutomationProperty> properties = LimitProperties();
+  for (AutomationProperty& property : PlotProperties()) properties.push_back(std::move(property));
   for (AutomationProperty& property : std::vector<AutomationProperty>{
-           MSPC_TMPCA_PROPERTY(ObservationForContribution),
-           MSPC_TMPCA_PROPERTY(ComponentsToPlot),
-           MSPC_TMPCA_PROPERTY(SortVariablesByImportance),
-           MSPC_TMPCA_PROPERTY(NumberOfEigenvaluesToPlot),
            MSPC_TMPCA_PROPERTY(ConstantForTrajectoryControlLimits),
            MSPC_TMPCA_PROPERTY(ConstantForTrajectoryWarningLimits),
            MSPC_TMPCA_PROPERTY(AddTrajectoryWarningLimits),
@@ -101,27 +98,10 @@ std::vector<AutomationCommand> TMPCAResults::Commands() {
 
 #undef MSPC_TMPCA_COMMAND
 
-PCAReportOptions& TMPCAResults::options() const { return dialog_.model().report_options(); }
 TimeWiseReportOptions& TMPCAResults::time_wise() const {
   return dialog_.model().time_wise_options();
 }
 
-std::string TMPCAResults::get_ObservationForContribution() const { return options().observation; }
-void TMPCAResults::put_ObservationForContribution(const std::string& value) {
-  options().observation = value;
-}
-std::vector<int> TMPCAResults::get_ComponentsToPlot() const { return options().components_to_plot; }
-void TMPCAResults::put_ComponentsToPlot(const std::vector<int>& value) {
-  options().components_to_plot = value;
-}
-bool TMPCAResults::get_SortVariablesByImportance() const { return options().sort_by_importance; }
-void TMPCAResults::put_SortVariablesByImportance(bool value) {
-  options().sort_by_importance = value;
-}
-int TMPCAResults::get_NumberOfEigenvaluesToPlot() const { return options().eigenvalues_to_plot; }
-void TMPCAResults::put_NumberOfEigenvaluesToPlot(int value) {
-  options().eigenvalues_to_plot = value;
-}
 double TMPCAResults::get_ConstantForTrajectoryControlLimits() const {
   return time_wise().trajectory.control_constant;
 }

@@ -11,7 +11,6 @@ namespace mspc {
 
 class CMPCAModel;
 class CMPCAResults;
-struct PCAReportOptions;
 struct TimeWiseReportOptions;
 
 /// Automation twin of the TMPCA Results dialog: the limit settings of `ResultsTwin`, the
@@ -20,7 +19,7 @@ struct TimeWiseReportOptions;
 ///
 /// `VariableForTrajectory` names the process variable of the trajectory reports (empty: the
 /// first); `BatchesToDisplay` lists the batch labels the trajectory plot draws.
-class TMPCAResults final : public ResultsTwin {
+class TMPCAResults final : public PCAModelResultsTwin {
  public:
   explicit TMPCAResults(CMPCAResults& dialog);
 
@@ -28,14 +27,6 @@ class TMPCAResults final : public ResultsTwin {
   std::vector<AutomationProperty> Properties() override;
   std::vector<AutomationCommand> Commands() override;
 
-  std::string get_ObservationForContribution() const;
-  void put_ObservationForContribution(const std::string& value);
-  std::vector<int> get_ComponentsToPlot() const;
-  void put_ComponentsToPlot(const std::vector<int>& value);
-  bool get_SortVariablesByImportance() const;
-  void put_SortVariablesByImportance(bool value);
-  int get_NumberOfEigenvaluesToPlot() const;
-  void put_NumberOfEigenvaluesToPlot(int value);
   double get_ConstantForTrajectoryControlLimits() const;
   void put_ConstantForTrajectoryControlLimits(double value);
   double get_ConstantForTrajectoryWarningLimits() const;
@@ -56,7 +47,6 @@ class TMPCAResults final : public ResultsTwin {
   void put_BatchesToDisplay(const std::vector<std::string>& value);
 
  private:
-  PCAReportOptions& options() const;
   TimeWiseReportOptions& time_wise() const;
 
   CMPCAResults& dialog_;

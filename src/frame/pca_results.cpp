@@ -77,30 +77,64 @@ bool PCAModelResults::ContributionSpreadsheet() {
 }
 
 // ---------------------------------------------------------------------------------------------
+// PCAModelResultsTwin: the plot settings of the PCA and TMPCA twins.
+
+#define MSPC_PLOT_PROPERTY(Name) \
+  MakeProperty(#Name, *this, &PCAModelResultsTwin::get_##Name, &PCAModelResultsTwin::put_##Name)
+
+PCAReportOptions& PCAModelResultsTwin::options() const {
+  return dialog_.pca_model().report_options();
+}
+
+std::string PCAModelResultsTwin::get_ObservationForContribution() const {
+  return options().observation;
+}
+void PCAModelResultsTwin::put_ObservationForContribution(const std::string& value) {
+  options().observation = value;
+}
+std::vector<int> PCAModelResultsTwin::get_ComponentsToPlot() const {
+  return options().components_to_plot;
+}
+void PCAModelResultsTwin::put_ComponentsToPlot(const std::vector<int>& value) {
+  options().components_to_plot = value;
+}
+bool PCAModelResultsTwin::get_SortVariablesByImportance() const {
+  return options().sort_by_importance;
+}
+void PCAModelResultsTwin::put_SortVariablesByImportance(bool value) {
+  options().sort_by_importance = value;
+}
+int PCAModelResultsTwin::get_NumberOfEigenvaluesToPlot() const {
+  return options().eigenvalues_to_plot;
+}
+void PCAModelResultsTwin::put_NumberOfEigenvaluesToPlot(int value) {
+  options().eigenvalues_to_plot = value;
+}
+
+std::vector<AutomationProperty> PCAModelResultsTwin::PlotProperties() {
+  return {
+      MSPC_PLOT_PROPERTY(ObservationForContribution),
+      MSPC_PLOT_PROPERTY(ComponentsToPlot),
+      MSPC_PLOT_PROPERTY(SortVariablesByImportance),
+      MSPC_PLOT_PROPERTY(NumberOfEigenvaluesToPlot),
+  };
+}
+
+#undef MSPC_PLOT_PROPERTY
+
+// ---------------------------------------------------------------------------------------------
 // PCAResults: the twin.
 
-PCAResults::PCAResults(CPCAResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
+PCAResults::PCAResults(CPCAResults& dialog) : PCAModelResultsTwin(dialog), dialog_(dialog) {}
 
 std::string PCAResults::TwinName() const { return "PCAResults"; }
 
-#define MSPC_RESULTS_PROPERTY(Name) \
-  MakeProperty(#Name, *this, &PCAResults::get_##Name, &PCAResults::put_##Name)
-
 std::vector<AutomationProperty> PCAResults::Properties() {
   std::vector<AutomationProperty> properties = LimitProperties();
-  for (AutomationProperty& property : std::vector<AutomationProperty>{
-           MSPC_RESULTS_PROPERTY(ObservationForContribution),
-           MSPC_RESULTS_PROPERTY(ComponentsToPlot),
-           MSPC_RESULTS_PROPERTY(SortVariablesByImportance),
-           MSPC_RESULTS_PROPERTY(NumberOfEigenvaluesToPlot),
-       }) {
-    properties.push_back(std::move(property));
-  }
+  for (AutomationProperty& property : PlotProperties()) properties.push_back(std::move(property));
   for (AutomationProperty& property : ExportProperties()) properties.push_back(std::move(property));
   return properties;
 }
-
-#undef MSPC_RESULTS_PROPERTY
 
 #define MSPC_RESULTS_COMMAND(Name) MakeCommand(#Name, *this, &PCAResults::Name)
 
@@ -138,21 +172,6 @@ std::vector<AutomationCommand> PCAResults::Commands() {
 }
 
 #undef MSPC_RESULTS_COMMAND
-
-PCAReportOptions& PCAResults::options() const { return dialog_.model().report_options(); }
-
-std::string PCAResults::get_ObservationForContribution() const { return options().observation; }
-void PCAResults::put_ObservationForContribution(const std::string& value) {
-  options().observation = value;
-}
-std::vector<int> PCAResults::get_ComponentsToPlot() const { return options().components_to_plot; }
-void PCAResults::put_ComponentsToPlot(const std::vector<int>& value) {
-  options().components_to_plot = value;
-}
-bool PCAResults::get_SortVariablesByImportance() const { return options().sort_by_importance; }
-void PCAResults::put_SortVariablesByImportance(bool value) { options().sort_by_importance = value; }
-int PCAResults::get_NumberOfEigenvaluesToPlot() const { return options().eigenvalues_to_plot; }
-void PCAResults::put_NumberOfEigenvaluesToPlot(int value) { options().eigenvalues_to_plot = value; }
 
 bool PCAResults::Summary() { return Guarded(&CPCAResults::Summary); }
 bool PCAResults::SummaryView() { return Guarded(&CPCAResults::SummaryView); }

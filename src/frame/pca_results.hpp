@@ -47,15 +47,11 @@ class PCAModelResults : public ResultsDialog {
   void NoteNormalizedDistance();
 };
 
-/// Automation twin of the PCA Results dialog: the limit settings of `ResultsTwin`, the plot
-/// settings, one command per report, the component commands, and `Details`.
-class PCAResults final : public ResultsTwin {
+/// The twin's side of `PCAModelResults`: beside the limits of `ResultsTwin`, the settings of the
+/// plots, the contributions and the importance report.
+class PCAModelResultsTwin : public ResultsTwin {
  public:
-  explicit PCAResults(CPCAResults& dialog);
-
-  std::string TwinName() const override;
-  std::vector<AutomationProperty> Properties() override;
-  std::vector<AutomationCommand> Commands() override;
+  explicit PCAModelResultsTwin(PCAModelResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
 
   /// A case name or a 1-based case number; empty: the observation with the largest T².
   std::string get_ObservationForContribution() const;
@@ -67,6 +63,26 @@ class PCAResults final : public ResultsTwin {
   void put_SortVariablesByImportance(bool value);
   int get_NumberOfEigenvaluesToPlot() const;
   void put_NumberOfEigenvaluesToPlot(int value);
+
+ protected:
+  /// The four settings above, as properties.
+  std::vector<AutomationProperty> PlotProperties();
+
+ private:
+  PCAReportOptions& options() const;
+
+  PCAModelResults& dialog_;
+};
+
+/// Automation twin of the PCA Results dialog: the limit and plot settings, one command per
+/// report, the component commands, and `Details`.
+class PCAResults final : public PCAModelResultsTwin {
+ public:
+  explicit PCAResults(CPCAResults& dialog);
+
+  std::string TwinName() const override;
+  std::vector<AutomationProperty> Properties() override;
+  std::vector<AutomationCommand> Commands() override;
 
   bool Summary();
   bool SummaryView();
@@ -101,7 +117,6 @@ class PCAResults final : public ResultsTwin {
 
  private:
   bool Guarded(bool (CPCAResults::*command)()) { return ResultsTwin::Guarded(dialog_, command); }
-  PCAReportOptions& options() const;
 
   CPCAResults& dialog_;
 };
