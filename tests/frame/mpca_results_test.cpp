@@ -170,6 +170,15 @@ TEST(TMPCAResultsDialog, TrajectoryPlotDrawsTheChosenBatchesBetweenTheBands) {
   EXPECT_EQ(plot.series[3].name, "12");
   Put(analysis.Twin(), "BatchesToDisplay", std::vector<std::string>{"99"});
   EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
+
+  // In scaled units each time's mean is 0 and its standard deviation 1 (unit scaling).
+  Put(analysis.Twin(), "UseOriginalScale", false);
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
+  const Spreadsheet& scaled = analysis.LastSheet();
+  for (std::size_t time = 0; time < kTimes; ++time) {
+    EXPECT_NEAR(Cell(scaled.rows[0], time), 0.0, 1e-9);
+    EXPECT_NEAR(Cell(scaled.rows[1], time), 1.0, 1e-9);
+  }
 }
 
 TEST(TMPCAResultsDialog, TablesNameBatchesAndVariablesAtTimes) {
