@@ -3,9 +3,12 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <utility>
+#include <vector>
 
 #include "platform/commands.hpp"
 #include "platform/host_runtime.hpp"
@@ -43,6 +46,59 @@ std::string DemoMonitorPath() {
   const std::filesystem::path relative = "examples/data/d01_te.csv";
   if (std::filesystem::exists(relative)) return relative.string();
   return (std::filesystem::path(MSPC_EXAMPLES_DIR) / "d01_te.csv").string();
+}
+
+// `fit tmpca|tmpls|bmpls`: one subcommand per batch kind, with the same options.
+CLI::App* AddBatchFit(CLI::App* fit,
+                      const std::string& name,
+                      const std::string& description,
+                      mspc::platform::FitBatchArguments* arguments,
+                      mspc::platform::RunRequest* request) {
+  CLI::App* command = fit->add_subcommand(name, description);
+  command->add_option("--data", arguments->data, "The data table (CSV)")->required();
+  command->add_option("--batch", arguments->batch, "The batch variable")->required();
+  command->add_option("--time", arguments->time, "The time variable (default: case order)");
+  command->add_flag("--stacked",
+                    arguments->stacked,
+                    "Aggregated data: --vars names the process and the measurement variable");
+  CLI::Option* raw =
+      command->add_flag("--raw", arguments->raw, "Raw times, reduced to --intervals intervals");
+  command->add_option("--intervals", arguments->intervals, "Time intervals per batch (--raw)")
+      ->needs(raw);
+  if (arguments->kind == mspc::platform::BatchKind::kTMPLS) {
+    command->add_option("--y", arguments->dependents, "Dependents, comma separated")
+        ->required()
+        ->delimiter(',');
+  }
+  command
+      ->add_option("--vars",
+                   arguments->variables,
+                   "Process variables, comma separated (default: every other continuous one)")
+      ->delimiter(',');
+  command->add_option("--categorical", arguments->categorical, "Categorical variables")
+      ->delimiter(',');
+  command->add_option("--min-batches", arguments->min_batches, "Minimum number of batches");
+  CLI::Option* components =
+      command->add_option("--components", arguments->components, "A fixed number of components");
+  command->add_option("--cv", arguments->cross_validation, "Cross-validation method")
+      ->check(CLI::IsMember({"vfold"}))
+      ->excludes(components);
+  command->add_option("--folds", arguments->folds, "Number of cross-validation folds");
+  command->add_option("--seed", arguments->seed, "Assign the folds at random from this seed");
+  command->add_option("--scaling", arguments->scaling, "Column scaling")
+      ->check(CLI::IsMember({"unit", "none"}));
+  command->add_option("--max-iterations", arguments->max_iterations, "NIPALS iterations");
+  command->add_option("--epsilon", arguments->epsilon, "Convergence criterion (0-1)");
+  command->add_option("--control", arguments->control, "T² and SPE(Q) control limit, percent");
+  command->add_option("--warning", arguments->warning, "Warning limit, percent (0: none)");
+  if (arguments->kind == mspc::platform::BatchKind::kTMPCA) {
+    command->add_option("--trajectory",
+                        arguments->trajectory,
+                        "Variable of the trajectory report (default: first)");
+  }
+  command->add_option("--out", request->out_dir, "Folder for the reports")->capture_default_str();
+  AddFormatOption(command, &request->formats);
+  return command;
 }
 
 }  // namespace
@@ -115,6 +171,26 @@ int main(int argc, char** argv) {
   fit_pls->add_option("--warning", pls_arguments.warning, "Warning limit, percent (0: none)");
   fit_pls->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
 
+  mspc::platform::FitBatchArguments tmpca_arguments;
+  mspc::platform::FitBatchArguments tmpls_arguments;
+  tmpls_arguments.kind = mspc::platform::BatchKind::kTMPLS;
+  mspc::platform::FitBatchArguments bmpls_arguments;
+  bmpls_arguments.kind = mspc::platform::BatchKind::kBMPLS;
+  const std::vector<std::pair<CLI::App*, mspc::platform::FitBatchArguments*>> batch_fits = {
+      {AddBatchFit(
+           fit, "tmpca", "Fit a time-wise multi-way PCA of batch data", &tmpca_arguments, &request),
+       &tmpca_arguments},
+      {AddBatchFit(
+           fit, "tmpls", "Fit a time-wise multi-way PLS of batch data", &tmpls_arguments, &request),
+       &tmpls_arguments},
+      {AddBatchFit(fit,
+                   "bmpls",
+                   "Fit a batch-wise multi-way PLS of batch data",
+                   &bmpls_arguments,
+                   &request),
+       &bmpls_arguments},
+  };
+
   CLI::App* demo = app.add_subcommand("demo", "Fit PCA to the bundled Tennessee Eastman run");
   demo->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(demo, &request.formats);
@@ -134,14 +210,23 @@ int main(int argc, char** argv) {
   AddFormatOption(monitor, &request.formats);
 
   CLI11_PARSE(app, argc, argv);
-  // `fit pca` takes its kind as a word and `fit pls` as a subcommand of its own.
-  if (fit->parsed() && !fit_pls->parsed() && (kind.empty() || fit_arguments.data.empty())) {
-    std::cerr << "fit: give the kind (pca or pls) and --data\n";
+  // `fit pca` takes its kind as a word; the other kinds are subcommands of their own.
+  const auto batch_fit = std::find_if(batch_fits.begin(), batch_fits.end(), [](const auto& entry) {
+    return entry.first->parsed();
+  });
+  if (fit->parsed() && !fit_pls->parsed() && batch_fit == batch_fits.end() &&
+      (kind.empty() || fit_arguments.data.empty())) {
+    std::cerr << "fit: give the kind (pca, pls, tmpca, tmpls or bmpls) and --data\n";
     return 2;
   }
 
   // `fit` and `demo` are the user's own commands, not automation: their notes are shown.
-  if (fit_pls->parsed()) {
+  if (batch_fit != batch_fits.end()) {
+    request.script = mspc::platform::BuildFitBatchScript(*batch_fit->second);
+    request.script_name = "fit " + batch_fit->first->get_name();
+    request.automation = false;
+    request.complete_script = mspc::platform::SelectBatchProcessVariables;
+  } else if (fit_pls->parsed()) {
     request.script = mspc::platform::BuildFitPLSScript(pls_arguments);
     request.script_name = "fit pls";
     request.automation = false;

@@ -127,7 +127,7 @@ void BM_TMPCAFit(benchmark::State& state) {
     mspc::CMPCAModel model(&analysis);
     model.ApplyOptions(options);
     model.Run(options);
-    benchmark::DoNotOptimize(model.time_wise_engine().ComponentCount());
+    benchmark::DoNotOptimize(model.engine().ComponentCount());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(unfolded.rows()) *
                           static_cast<std::int64_t>(unfolded.cols()));

@@ -7,16 +7,19 @@ namespace mspc::platform {
 namespace {
 
 using json = nlohmann::ordered_json;
+using Settings = std::vector<std::pair<std::string, json>>;
 
 constexpr char kStartupDialog[] = "PCAStartup";
 constexpr char kVariablesProperty[] = "Variables";
 constexpr int kDemoFolds = 7;
 constexpr int kPLSRow = 2;  // the row of PLS in the MSPC Startup list
 constexpr int kDemoEigenvalues = 20;
+// Rows of the batch kinds in the MSPC Startup list.
+constexpr int kBMPLSRow = 3;
+constexpr int kTMPCARow = 4;
+constexpr int kTMPLSRow = 5;
 
-ScriptEntry Entry(std::string dialog,
-                  std::vector<std::pair<std::string, json>> set,
-                  std::vector<std::string> commands) {
+ScriptEntry Entry(std::string dialog, Settings set, std::vector<std::string> commands) {
   ScriptEntry entry;
   entry.dialog = std::move(dialog);
   entry.set = std::move(set);
@@ -35,12 +38,49 @@ ScriptEntry ChoosePCA() { return Entry("MSPCStartup", {{"SelectedKind", 1}}, {"O
 
 // Automatic removal keeps a command-line fit going past a constant or sparse column; the notes
 // say what was removed.
-std::vector<std::pair<std::string, json>> StartupBasics(const std::vector<std::string>& variables) {
-  std::vector<std::pair<std::string, json>> set;
+Settings StartupBasics(const std::vector<std::string>& variables) {
+  Settings set;
   if (!variables.empty()) set.emplace_back(kVariablesProperty, variables);
   set.emplace_back("AutoRemoveVariables", true);
   set.emplace_back("AutoRemoveCases", true);
   return set;
+}
+
+// The component mode, cross-validation, scaling and iteration options every `fit` shares; the
+// argument structs of the kinds name them alike.
+template <typename Arguments>
+void AddFitOptions(const Arguments& arguments, Settings& startup) {
+  if (arguments.components) {
+    startup.emplace_back("FixedNumberOfComponents", true);
+    startup.emplace_back("NumberOfComponents", *arguments.components);
+  } else {
+    startup.emplace_back("AutoFitByCrossValidation", true);
+    startup.emplace_back(arguments.cross_validation == "krzanowski" ? "KrzanowskiCrossValidation"
+                                                                    : "VFoldCrossValidation",
+                         true);
+  }
+  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
+  if (arguments.seed) {
+    startup.emplace_back("RandomFoldAssignment", true);
+    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
+  }
+  startup.emplace_back(
+      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
+  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
+  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
+}
+
+// The T² and SPE(Q) limits of the Results dialog; a warning limit of 0 asks for no warning line.
+template <typename Arguments>
+Settings ChartLimitSettings(const Arguments& arguments) {
+  Settings results;
+  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
+  if (arguments.warning) {
+    const bool warning = *arguments.warning != 0.0;
+    results.emplace_back("TSquareWarning", warning);
+    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
+  }
+  return results;
 }
 
 }  // namespace
@@ -62,40 +102,13 @@ const std::vector<std::string>& CommonPCAReports() {
 }
 
 Script BuildFitPCAScript(const FitPCAArguments& arguments) {
-  std::vector<std::pair<std::string, json>> startup = StartupBasics(arguments.variables);
-  if (arguments.components) {
-    startup.emplace_back("FixedNumberOfComponents", true);
-    startup.emplace_back("NumberOfComponents", *arguments.components);
-  } else {
-    startup.emplace_back("AutoFitByCrossValidation", true);
-    startup.emplace_back(arguments.cross_validation == "krzanowski" ? "KrzanowskiCrossValidation"
-                                                                    : "VFoldCrossValidation",
-                         true);
-  }
-  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
-  if (arguments.seed) {
-    startup.emplace_back("RandomFoldAssignment", true);
-    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
-  }
-  startup.emplace_back(
-      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
-  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
-  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
-
-  std::vector<std::pair<std::string, json>> results;
-  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
-  if (arguments.warning) {
-    // A warning limit of 0 asks for no warning line.
-    const bool warning = *arguments.warning != 0.0;
-    results.emplace_back("TSquareWarning", warning);
-    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
-  }
-
+  Settings startup = StartupBasics(arguments.variables);
+  AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
   script.steps = {ChoosePCA(),
                   Entry(kStartupDialog, std::move(startup), {"OK"}),
-                  Entry("PCAResults", std::move(results), CommonPCAReports())};
+                  Entry("PCAResults", ChartLimitSettings(arguments), CommonPCAReports())};
   NumberEntries(script);
   return script;
 }
@@ -119,7 +132,7 @@ const std::vector<std::string>& CommonPLSReports() {
 }
 
 Script BuildFitPLSScript(const FitPLSArguments& arguments) {
-  std::vector<std::pair<std::string, json>> startup;
+  Settings startup;
   startup.emplace_back("DependentVariables", arguments.dependents);
   startup.emplace_back("PredictorVariables", arguments.predictors);
   if (!arguments.categorical.empty()) {
@@ -127,42 +140,142 @@ Script BuildFitPLSScript(const FitPLSArguments& arguments) {
   }
   startup.emplace_back("AutoRemoveVariables", true);
   startup.emplace_back("AutoRemoveCases", true);
-  if (arguments.components) {
-    startup.emplace_back("FixedNumberOfComponents", true);
-    startup.emplace_back("NumberOfComponents", *arguments.components);
-  } else {
-    startup.emplace_back("AutoFitByCrossValidation", true);
-    startup.emplace_back("VFoldCrossValidation", true);
-  }
-  if (arguments.folds) startup.emplace_back("NumberOfCrossValidationFolds", *arguments.folds);
-  if (arguments.seed) {
-    startup.emplace_back("RandomFoldAssignment", true);
-    startup.emplace_back("RandomSeedOfCrossValidation", *arguments.seed);
-  }
-  startup.emplace_back(
-      arguments.scaling == "none" ? "DoNotScaleVariables" : "UnitStandardDeviations", true);
-  if (arguments.max_iterations) startup.emplace_back("MaxIterations", *arguments.max_iterations);
-  if (arguments.epsilon) startup.emplace_back("EpsilonOfConvergence", *arguments.epsilon);
-
-  std::vector<std::pair<std::string, json>> results;
-  if (arguments.control) results.emplace_back("TSquareControlLimit", *arguments.control);
-  if (arguments.warning) {
-    const bool warning = *arguments.warning != 0.0;
-    results.emplace_back("TSquareWarning", warning);
-    if (warning) results.emplace_back("TSquareWarningLimit", *arguments.warning);
-  }
-
+  AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
   script.steps = {Entry("MSPCStartup", {{"SelectedKind", kPLSRow}}, {"OK"}),
                   Entry("PLSStartup", std::move(startup), {"OK"}),
-                  Entry("PLSResults", std::move(results), CommonPLSReports())};
+                  Entry("PLSResults", ChartLimitSettings(arguments), CommonPLSReports())};
   NumberEntries(script);
   return script;
 }
 
+const std::vector<std::string>& CommonTMPCAReports() {
+  static const std::vector<std::string> reports = {"Summary",
+                                                   "Eigenvalues",
+                                                   "XScoreSpreadsheet",
+                                                   "LineplotsOfLoadings",
+                                                   "TSquareChart",
+                                                   "TSquareSpreadsheet",
+                                                   "SPEQChart",
+                                                   "SPEQSpreadsheet",
+                                                   "DToModelSpreadsheet",
+                                                   "SpreadsheetOfImportanceOfPredictors",
+                                                   "VariableTrajectorySpreadsheet",
+                                                   "ContributionPlot"};
+  return reports;
+}
+
+namespace {
+
+struct BatchKindNames {
+  int row;
+  const char* startup;
+  const char* results;
+  const char* variables;  // the property of the process variables
+};
+
+BatchKindNames NamesOf(BatchKind kind) {
+  switch (kind) {
+    case BatchKind::kTMPLS:
+      return {kTMPLSRow, "TMPLSStartup", "TMPLSResults", "PredictorVariables"};
+    case BatchKind::kBMPLS:
+      return {kBMPLSRow, "BMPLSStartup", "BMPLSResults", kVariablesProperty};
+    case BatchKind::kTMPCA:
+      break;
+  }
+  return {kTMPCARow, "TMPCAStartup", "TMPCAResults", kVariablesProperty};
+}
+
+bool IsBatchStartup(const std::string& dialog) {
+  return dialog == "TMPCAStartup" || dialog == "TMPLSStartup" || dialog == "BMPLSStartup";
+}
+
+}  // namespace
+
+Script BuildFitBatchScript(const FitBatchArguments& arguments) {
+  const BatchKindNames names = NamesOf(arguments.kind);
+  Settings startup;
+  startup.emplace_back("BatchVariable", arguments.batch);
+  if (!arguments.time.empty()) startup.emplace_back("TimeVariable", arguments.time);
+  if (arguments.stacked) {
+    // Aggregated data: the process variable names the variables, the measurement holds the
+    // values; anything else than a pair reaches the Startup dialog's own check.
+    startup.emplace_back("StackedData", true);
+    if (arguments.variables.size() == 2) {
+      startup.emplace_back("ProcessVariable", arguments.variables[0]);
+      startup.emplace_back("MeasurementVariable", arguments.variables[1]);
+    } else if (!arguments.variables.empty()) {
+      startup.emplace_back(names.variables, arguments.variables);
+    }
+  } else if (!arguments.variables.empty()) {
+    startup.emplace_back(names.variables, arguments.variables);
+  }
+  if (!arguments.dependents.empty()) {
+    startup.emplace_back("DependentVariables", arguments.dependents);
+  }
+  if (!arguments.categorical.empty()) {
+    startup.emplace_back("CategoricalVariables", arguments.categorical);
+  }
+  if (arguments.raw) {
+    startup.emplace_back("IsRawData", true);
+    if (arguments.intervals) startup.emplace_back("NumberOfTimeIntervals", *arguments.intervals);
+  }
+  if (arguments.min_batches) {
+    startup.emplace_back("MinimumNumberOfBatches", *arguments.min_batches);
+  }
+  startup.emplace_back("AutoRemoveVariables", true);
+  startup.emplace_back("AutoRemoveCases", true);
+  AddFitOptions(arguments, startup);
+
+  Settings results = ChartLimitSettings(arguments);
+  const bool time_wise_pca = arguments.kind == BatchKind::kTMPCA;
+  if (time_wise_pca && !arguments.trajectory.empty()) {
+    results.emplace_back("VariableForTrajectory", arguments.trajectory);
+  }
+
+  Script script;
+  script.data = arguments.data;
+  script.steps = {Entry("MSPCStartup", {{"SelectedKind", names.row}}, {"OK"}),
+                  Entry(names.startup, std::move(startup), {"OK"}),
+                  Entry(names.results,
+                        std::move(results),
+                        time_wise_pca ? CommonTMPCAReports() : CommonPLSReports())};
+  NumberEntries(script);
+  return script;
+}
+
+void SelectBatchProcessVariables(Script& script, const DataTable& table) {
+  for (ScriptEntry& entry : script.steps) {
+    if (!IsBatchStartup(entry.dialog)) continue;
+    std::vector<std::string> taken;
+    bool named = false;
+    for (const auto& [property, value] : entry.set) {
+      if (property == kVariablesProperty || property == "PredictorVariables" ||
+          property == "StackedData") {
+        named = true;
+      } else if (property == "BatchVariable" || property == "TimeVariable") {
+        taken.push_back(value.get<std::string>());
+      } else if (property == "DependentVariables") {
+        for (const auto& name : value) taken.push_back(name.get<std::string>());
+      }
+    }
+    if (named) continue;
+    std::vector<std::string> variables;
+    for (std::size_t variable = 0; variable < table.NumVariables(); ++variable) {
+      const std::string name = table.VariableName(variable);
+      if (table.IsCategorical(variable)) continue;
+      if (std::find(taken.begin(), taken.end(), name) != taken.end()) continue;
+      variables.push_back(name);
+    }
+    const char* property =
+        entry.dialog == "TMPLSStartup" ? "PredictorVariables" : kVariablesProperty;
+    entry.set.insert(entry.set.begin() + 1, {property, variables});
+  }
+}
+
 Script BuildDemoScript(const std::string& data) {
-  std::vector<std::pair<std::string, json>> startup = StartupBasics({});
+  Settings startup = StartupBasics({});
   startup.emplace_back("AutoFitByCrossValidation", true);
   startup.emplace_back("VFoldCrossValidation", true);
   startup.emplace_back("NumberOfCrossValidationFolds", kDemoFolds);
@@ -184,7 +297,7 @@ Script BuildDemoScript(const std::string& data) {
 }
 
 Script BuildMonitorScript(const MonitorArguments& arguments) {
-  std::vector<std::pair<std::string, json>> deployment = {{"ModelFiles", arguments.models}};
+  Settings deployment = {{"ModelFiles", arguments.models}};
   if (!arguments.variables.empty())
     deployment.emplace_back(kVariablesProperty, arguments.variables);
   Script script;

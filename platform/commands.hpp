@@ -60,6 +60,49 @@ const std::vector<std::string>& CommonPLSReports();
 /// (unqualified variables and cases removed automatically), PLS Results with the common reports.
 Script BuildFitPLSScript(const FitPLSArguments& arguments);
 
+/// The batch model kinds of `krv-mspc fit`.
+enum class BatchKind { kTMPCA, kTMPLS, kBMPLS };
+
+/// The options of `krv-mspc fit tmpca|tmpls|bmpls`; an option left unset keeps the Startup
+/// dialog's default.
+struct FitBatchArguments {
+  BatchKind kind = BatchKind::kTMPCA;
+  std::string data;
+  std::string batch;     // the batch variable; required
+  std::string time;      // the time variable; empty: the order of a batch's cases is its time
+  bool stacked = false;  // aggregated data: `variables` names the process and measurement ones
+  bool raw = false;      // raw times reduced to `intervals` intervals per batch
+  std::optional<int> intervals;
+  std::vector<std::string> dependents;   // TMPLS: required
+  std::vector<std::string> variables;    // empty: every other continuous variable of the table
+  std::vector<std::string> categorical;  // which of the variables are categorical
+  std::optional<int> min_batches;
+  std::optional<int> components;  // a fixed number of components instead of validation
+  std::string cross_validation;   // "vfold"; empty: V-fold
+  std::optional<int> folds;
+  std::optional<int> seed;
+  std::string scaling;  // "unit" or "none"
+  std::optional<int> max_iterations;
+  std::optional<double> epsilon;
+  std::optional<double> control;
+  std::optional<double> warning;
+  std::string trajectory;  // TMPCA: the variable of the trajectory reports; empty: the first
+};
+
+/// The Results commands of `fit tmpca`: summary, eigenvalues, scores, loading curves, T² and
+/// SPE(Q) charts and spreadsheets, distance to the model with T², variable importance, the
+/// trajectory spreadsheet and the contributions of the batch with the largest T².
+const std::vector<std::string>& CommonTMPCAReports();
+
+/// The script of `fit tmpca|tmpls|bmpls`: MSPC Startup (the kind's row), the kind's Startup with
+/// the batch roles and options given (unqualified variables and cases removed automatically),
+/// and the kind's Results with its common reports (TMPLS and BMPLS: those of PLS).
+Script BuildFitBatchScript(const FitBatchArguments& arguments);
+
+/// Give a batch Startup entry that names no process variables every continuous variable of
+/// `table` that has no other role (batch, time, dependent), in table order.
+void SelectBatchProcessVariables(Script& script, const DataTable& table);
+
 /// The script of `demo`: PCA with 7-fold cross-validation on every continuous variable of the
 /// table at `data` (the bundled normal-operation run), with the common reports, the summary
 /// overview, a scree plot of 20 eigenvalues, the score scatterplot and the variable importance;

@@ -1,6 +1,5 @@
 #include "batch/mpca_model.hpp"
 
-#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,31 +34,23 @@ std::vector<std::string> VariableNames(const WorkingData& block) {
 
 }  // namespace
 
+std::optional<MessageId> TimeWiseReportOptions::Validate() const {
+  const bool positive = TolerantGreater(trajectory.control_constant, 0.0) &&
+                        TolerantGreater(trajectory.warning_constant, 0.0);
+  const bool ordered = !trajectory.warning_limits ||
+                       TolerantLess(trajectory.warning_constant, trajectory.control_constant);
+  if (!positive || !ordered) return MessageId::kTrajectoryConstantsOutOfRange;
+  return std::nullopt;
+}
+
 CMPCAModel::CMPCAModel(CAnalysisSupport* analysis) : CPCAModel(analysis) {}
 
 ModelKind CMPCAModel::Kind() const { return ModelKind::kTMPCA; }
 
-PCAFitOptions CMPCAModel::TimeWiseEngineOptions(const StartupOptions& options) const {
-  const FitOptions& fit = fit_options();
-  PCAFitOptions engine_options;
-  engine_options.component_mode = fit.component_mode;
-  engine_options.max_components = fit.max_components;
-  engine_options.eigenvalue_limit = fit.eigenvalue_limit;
-  engine_options.max_iterations = fit.max_iterations;
-  engine_options.convergence = fit.convergence_criterion;
-  engine_options.cross_validation_method = fit.cross_validation_method;
-  engine_options.grouped = fit.grouped_cross_validation;
-  engine_options.folds = options.num_folds;
-  // The seed's bits as given; a negative seed is as good a seed as any other.
-  engine_options.seed = static_cast<std::uint64_t>(static_cast<std::int64_t>(options.random_seed));
-  engine_options.random_folds = options.random_folds;
-  return engine_options;
-}
-
 void CMPCAModel::Run(const StartupOptions& options) {
-  // A new run replaces the fit; if it fails, no part of the old or the new one remains.
-  time_wise_engine_.reset();
+  ResetFit();
   batch_data_ = BatchData{};
+  time_wise_options_ = TimeWiseReportOptions{};
 
   BatchData data;
   {
@@ -68,44 +59,35 @@ void CMPCAModel::Run(const StartupOptions& options) {
     ScreenBatchBlock(analysis(),
                      ScreeningOptionsFrom(options, VariableNames(data.predictors)),
                      ScreeningKind::kPCA,
-                     batch_removal_notes_,
+                     removal_notes_,
                      data,
                      data.predictors);
   }
 
-  WorkingData& block = data.predictors;
+  WorkingData block = std::move(data.predictors);
+  data.predictors = WorkingData{};
   CenterAndScaleInPlace(block);
-  auto engine = std::make_unique<PCAEngine>(TimeWiseEngineOptions(options));
-  engine->SetProgress(analysis().host().progress);
-  engine->SetRandomSource(analysis().host().random);
+  std::unique_ptr<PCAEngine> engine = NewEngine(options);
   engine->LoadScaled(std::move(block.x), block.removed_cases, block.removed_columns);
   block.x = DMatrix();
-  bool cancelled = false;
-  try {
-    engine->AutoFit();
-  } catch (const UserAbort&) {
-    // The components accepted before the cancel are a model of their own: keep them.
-    cancelled = true;
-  }
   batch_data_ = std::move(data);
-  time_wise_engine_ = std::move(engine);
-  if (cancelled) analysis().ShowMessage(MessageKind::kNote, MessageId::kCancelledByUser);
+  InstallFit(std::move(block), std::move(engine));
 }
 
 DMatrix CMPCAModel::TrajectoryValues(std::size_t variable) const {
-  const PCAEngine& engine = *time_wise_engine_;
+  const PCAEngine& fit = engine();
   // The residual of a cell the fit used; for a cell of a removed column the scaled value
   // itself, since no component took anything from it; missing for a missing cell or a removed
   // batch.
-  const ResidualOf residual = [&engine](std::size_t row, std::size_t col) {
-    if (engine.IsRowExcluded(row) || engine.IsMissingCell(row, col)) return kMissingValue;
-    if (engine.IsValidCell(row, col)) return engine.Residual(row, col);
-    return engine.ScaledInput()(row, col);
+  const ResidualOf residual = [&fit](std::size_t row, std::size_t col) {
+    if (fit.IsRowExcluded(row) || fit.IsMissingCell(row, col)) return kMissingValue;
+    if (fit.IsValidCell(row, col)) return fit.Residual(row, col);
+    return fit.ScaledInput()(row, col);
   };
-  const WorkingData& block = batch_data_.predictors;
+  const WorkingData& block = working_data();
   return RebuildTimeWiseValues(residual,
-                               engine.Scores(),
-                               engine.Loadings(),
+                               fit.Scores(),
+                               fit.Loadings(),
                                block.mean,
                                block.scale,
                                batch_data_.columns_per_time,
@@ -113,7 +95,7 @@ DMatrix CMPCAModel::TrajectoryValues(std::size_t variable) const {
 }
 
 TrajectoryBands CMPCAModel::Trajectory(std::size_t variable) const {
-  return ComputeTrajectoryBands(TrajectoryValues(variable), trajectory_options_);
+  return ComputeTrajectoryBands(TrajectoryValues(variable), time_wise_options_.trajectory);
 }
 
 }  // namespace mspc

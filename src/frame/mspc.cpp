@@ -6,6 +6,7 @@
 
 #include "frame/define_mspc.hpp"
 #include "frame/model_startup.hpp"
+#include "frame/mpca_results.hpp"
 #include "frame/other_startups.hpp"
 #include "frame/pca_results.hpp"
 #include "frame/pls_results.hpp"
@@ -29,6 +30,10 @@ std::unique_ptr<AnalysisDialog> MakeFittedModelDialog(CMSPC& analysis,
   if (kind == ModelKind::kPLS) {
     if (details) return std::make_unique<CPLSDetails>(analysis);
     return std::make_unique<CPLSResults>(analysis);
+  }
+  if (kind == ModelKind::kTMPCA) {
+    if (details) return std::make_unique<CPCADetails>(analysis, kStepTMPCAResults, "TMPCADetails");
+    return std::make_unique<CMPCAResults>(analysis);
   }
   return nullptr;
 }

@@ -1,7 +1,7 @@
 #include "frame/pca_results.hpp"
 
 #include <cmath>
-#include <stdexcept>
+#include <utility>
 
 #include "export/c_code.hpp"
 #include "export/kvb_code.hpp"
@@ -12,52 +12,134 @@
 #include "pca/pca_model.hpp"
 
 namespace mspc {
-namespace {
 
-// The score limit settings of a kind, keeping whether a warning limit is drawn.
-ScoreLimitOptions SwitchScoreLimitType(const ScoreLimitOptions& current, ScoreLimitType type) {
-  if (current.type == type) return current;
-  ScoreLimitOptions switched = ScoreLimitOptions::Defaults(type);
-  switched.warning = current.warning;
-  return switched;
+// ---------------------------------------------------------------------------------------------
+// PCAModelResults: what the PCA and TMPCA Results dialogs share.
+
+ChartLimitOptions& PCAModelResults::chart_limits() const {
+  return pca_model().report_options().chart;
+}
+ScoreLimitOptions& PCAModelResults::score_limits() const {
+  return pca_model().report_options().score;
+}
+std::string& PCAModelResults::export_file_name() const {
+  return pca_model().report_options().export_file_name;
+}
+ComponentEditor& PCAModelResults::components() const { return pca_model(); }
+
+bool PCAModelResults::ResolvePlotComponents(std::vector<int>& components) {
+  const CPCAModel& fitted = pca_model();
+  if (const auto refusal = ResolveComponentsToPlot(
+          fitted.report_options().components_to_plot, fitted.ComponentCount(), components)) {
+    return Refuse(refusal->id, refusal->text);
+  }
+  return true;
 }
 
-}  // namespace
+bool PCAModelResults::ResolvePlotPair(std::vector<int>& components) {
+  if (!ResolvePlotComponents(components)) return false;
+  if (components.size() != 2 || components[0] == components[1]) {
+    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
+  }
+  return true;
+}
+
+bool PCAModelResults::ResolveContributionRow(std::size_t& row) {
+  const CPCAModel& fitted = pca_model();
+  if (const auto refusal = ResolveObservation(
+          fitted.engine(), fitted.working_data(), fitted.report_options().observation, row)) {
+    return Refuse(refusal->id, refusal->text);
+  }
+  return true;
+}
+
+void PCAModelResults::NoteNormalizedDistance() {
+  // Scripts read the pooled distance from the report's footnote.
+  const double pooled = ComputeModelDistance(pca_model().engine()).pooled;
+  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
+    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
+  }
+}
+
+bool PCAModelResults::ContributionSpreadsheet() {
+  std::size_t row = 0;
+  std::vector<int> components;
+  if (!HasComponents()) return true;
+  if (!ResolveContributionRow(row) || !ResolvePlotComponents(components)) return false;
+  const PCAEngine& engine = pca_model().engine();
+  const WorkingData& data = pca_model().working_data();
+  Route(PCAT2ContributionSpreadsheet(engine, data, row));
+  for (int component : components) {
+    Route(PCAScoreContributionSpreadsheet(engine, data, row, component));
+  }
+  Route(PCASPEContributionSpreadsheet(engine, data, row));
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// PCAModelResultsTwin: the plot settings of the PCA and TMPCA twins.
+
+#define MSPC_PLOT_PROPERTY(Name) \
+  MakeProperty(#Name, *this, &PCAModelResultsTwin::get_##Name, &PCAModelResultsTwin::put_##Name)
+
+PCAReportOptions& PCAModelResultsTwin::options() const {
+  return dialog_.pca_model().report_options();
+}
+
+std::string PCAModelResultsTwin::get_ObservationForContribution() const {
+  return options().observation;
+}
+void PCAModelResultsTwin::put_ObservationForContribution(const std::string& value) {
+  options().observation = value;
+}
+std::vector<int> PCAModelResultsTwin::get_ComponentsToPlot() const {
+  return options().components_to_plot;
+}
+void PCAModelResultsTwin::put_ComponentsToPlot(const std::vector<int>& value) {
+  options().components_to_plot = value;
+}
+bool PCAModelResultsTwin::get_SortVariablesByImportance() const {
+  return options().sort_by_importance;
+}
+void PCAModelResultsTwin::put_SortVariablesByImportance(bool value) {
+  options().sort_by_importance = value;
+}
+int PCAModelResultsTwin::get_NumberOfEigenvaluesToPlot() const {
+  return options().eigenvalues_to_plot;
+}
+void PCAModelResultsTwin::put_NumberOfEigenvaluesToPlot(int value) {
+  options().eigenvalues_to_plot = value;
+}
+
+std::vector<AutomationProperty> PCAModelResultsTwin::PlotProperties() {
+  return {
+      MSPC_PLOT_PROPERTY(ObservationForContribution),
+      MSPC_PLOT_PROPERTY(ComponentsToPlot),
+      MSPC_PLOT_PROPERTY(SortVariablesByImportance),
+      MSPC_PLOT_PROPERTY(NumberOfEigenvaluesToPlot),
+  };
+}
+
+#undef MSPC_PLOT_PROPERTY
 
 // ---------------------------------------------------------------------------------------------
 // PCAResults: the twin.
 
+PCAResults::PCAResults(CPCAResults& dialog) : PCAModelResultsTwin(dialog), dialog_(dialog) {}
+
 std::string PCAResults::TwinName() const { return "PCAResults"; }
 
-#define MSPC_RESULTS_PROPERTY(Name) \
-  MakeProperty(#Name, *this, &PCAResults::get_##Name, &PCAResults::put_##Name)
-
 std::vector<AutomationProperty> PCAResults::Properties() {
-  // The kind of score limit comes before its values: choosing a kind resets the values.
-  return {
-      MSPC_RESULTS_PROPERTY(TSquareControlLimit),
-      MSPC_RESULTS_PROPERTY(TSquareWarning),
-      MSPC_RESULTS_PROPERTY(TSquareWarningLimit),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromP),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromStdDev),
-      MSPC_RESULTS_PROPERTY(ScoreControlLimit),
-      MSPC_RESULTS_PROPERTY(ScoreWarning),
-      MSPC_RESULTS_PROPERTY(ScoreWarningLimit),
-      MSPC_RESULTS_PROPERTY(ObservationForContribution),
-      MSPC_RESULTS_PROPERTY(ComponentsToPlot),
-      MSPC_RESULTS_PROPERTY(SortVariablesByImportance),
-      MSPC_RESULTS_PROPERTY(NumberOfEigenvaluesToPlot),
-      MSPC_RESULTS_PROPERTY(ExportFileName),
-      MakeReadOnlyProperty("NumberOfComponents", *this, &PCAResults::get_NumberOfComponents),
-  };
+  std::vector<AutomationProperty> properties = LimitProperties();
+  for (AutomationProperty& property : PlotProperties()) properties.push_back(std::move(property));
+  for (AutomationProperty& property : ExportProperties()) properties.push_back(std::move(property));
+  return properties;
 }
-
-#undef MSPC_RESULTS_PROPERTY
 
 #define MSPC_RESULTS_COMMAND(Name) MakeCommand(#Name, *this, &PCAResults::Name)
 
 std::vector<AutomationCommand> PCAResults::Commands() {
-  return {
+  std::vector<AutomationCommand> commands = {
       MSPC_RESULTS_COMMAND(Summary),
       MSPC_RESULTS_COMMAND(SummaryView),
       MSPC_RESULTS_COMMAND(DescriptiveStatistics),
@@ -80,70 +162,16 @@ std::vector<AutomationCommand> PCAResults::Commands() {
       MSPC_RESULTS_COMMAND(ContributionSpreadsheet),
       MSPC_RESULTS_COMMAND(ContributionPlot),
       MSPC_RESULTS_COMMAND(ScaledData),
-      MSPC_RESULTS_COMMAND(AddNextComponent),
-      MSPC_RESULTS_COMMAND(RemoveLastComponent),
-      MSPC_RESULTS_COMMAND(RemoveAllComponent),
-      MSPC_RESULTS_COMMAND(AutoFitMoreComponents),
-      MSPC_RESULTS_COMMAND(Details),
-      MSPC_RESULTS_COMMAND(CodeGeneratorPMML),
-      MSPC_RESULTS_COMMAND(CodeGeneratorCLang),
-      MSPC_RESULTS_COMMAND(CodeGeneratorKVB),
   };
+  for (AutomationCommand& command : ComponentCommands()) commands.push_back(std::move(command));
+  commands.push_back(MSPC_RESULTS_COMMAND(Details));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorPMML));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorCLang));
+  commands.push_back(MSPC_RESULTS_COMMAND(CodeGeneratorKVB));
+  return commands;
 }
 
 #undef MSPC_RESULTS_COMMAND
-
-PCAReportOptions& PCAResults::options() const { return dialog_.model().report_options(); }
-
-double PCAResults::get_TSquareControlLimit() const { return options().chart.control_percent; }
-void PCAResults::put_TSquareControlLimit(double value) { options().chart.control_percent = value; }
-bool PCAResults::get_TSquareWarning() const { return options().chart.warning; }
-void PCAResults::put_TSquareWarning(bool value) { options().chart.warning = value; }
-double PCAResults::get_TSquareWarningLimit() const { return options().chart.warning_percent; }
-void PCAResults::put_TSquareWarningLimit(double value) { options().chart.warning_percent = value; }
-
-bool PCAResults::get_ComputeScoreLimitFromP() const {
-  return options().score.type == ScoreLimitType::kPValue;
-}
-void PCAResults::put_ComputeScoreLimitFromP(bool value) {
-  if (value) options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kPValue);
-}
-bool PCAResults::get_ComputeScoreLimitFromStdDev() const {
-  return options().score.type == ScoreLimitType::kStandardDeviations;
-}
-void PCAResults::put_ComputeScoreLimitFromStdDev(bool value) {
-  if (value) {
-    options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kStandardDeviations);
-  }
-}
-double PCAResults::get_ScoreControlLimit() const { return options().score.control; }
-void PCAResults::put_ScoreControlLimit(double value) { options().score.control = value; }
-bool PCAResults::get_ScoreWarning() const { return options().score.warning; }
-void PCAResults::put_ScoreWarning(bool value) { options().score.warning = value; }
-double PCAResults::get_ScoreWarningLimit() const { return options().score.warning_value; }
-void PCAResults::put_ScoreWarningLimit(double value) { options().score.warning_value = value; }
-
-std::string PCAResults::get_ObservationForContribution() const { return options().observation; }
-void PCAResults::put_ObservationForContribution(const std::string& value) {
-  options().observation = value;
-}
-std::vector<int> PCAResults::get_ComponentsToPlot() const { return options().components_to_plot; }
-void PCAResults::put_ComponentsToPlot(const std::vector<int>& value) {
-  options().components_to_plot = value;
-}
-bool PCAResults::get_SortVariablesByImportance() const { return options().sort_by_importance; }
-void PCAResults::put_SortVariablesByImportance(bool value) { options().sort_by_importance = value; }
-int PCAResults::get_NumberOfEigenvaluesToPlot() const { return options().eigenvalues_to_plot; }
-void PCAResults::put_NumberOfEigenvaluesToPlot(int value) { options().eigenvalues_to_plot = value; }
-std::string PCAResults::get_ExportFileName() const { return options().export_file_name; }
-void PCAResults::put_ExportFileName(const std::string& value) {
-  options().export_file_name = value;
-}
-int PCAResults::get_NumberOfComponents() const { return dialog_.model().engine().ComponentCount(); }
-
-bool PCAResults::Guarded(bool (CPCAResults::*command)()) {
-  return GuardCommand(dialog_.analysis(), [this, command] { return (dialog_.*command)(); });
-}
 
 bool PCAResults::Summary() { return Guarded(&CPCAResults::Summary); }
 bool PCAResults::SummaryView() { return Guarded(&CPCAResults::SummaryView); }
@@ -174,16 +202,12 @@ bool PCAResults::ContributionSpreadsheet() {
 }
 bool PCAResults::ContributionPlot() { return Guarded(&CPCAResults::ContributionPlot); }
 bool PCAResults::ScaledData() { return Guarded(&CPCAResults::ScaledData); }
-bool PCAResults::AddNextComponent() { return Guarded(&CPCAResults::AddNextComponent); }
-bool PCAResults::RemoveLastComponent() { return Guarded(&CPCAResults::RemoveLastComponent); }
-bool PCAResults::RemoveAllComponent() { return Guarded(&CPCAResults::RemoveAllComponent); }
-bool PCAResults::AutoFitMoreComponents() { return Guarded(&CPCAResults::AutoFitMoreComponents); }
 bool PCAResults::Details() { return Guarded(&CPCAResults::Details); }
 
 // ---------------------------------------------------------------------------------------------
 // CPCAResults: the dialog.
 
-CPCAResults::CPCAResults(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPCAResults::CPCAResults(CMSPC& analysis) : PCAModelResults(analysis), twin_(*this) {}
 
 CPCAModel& CPCAResults::model() const {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
@@ -191,60 +215,6 @@ CPCAModel& CPCAResults::model() const {
     throw AnalysisStop::With(MessageId::kNoModelForStartup);
   }
   return *model;
-}
-
-const ProbabilityFunctions& CPCAResults::probability() const {
-  const ProbabilityFunctions* functions = analysis().host().probability;
-  // Every host supplies its quantile functions; without them no limit can be drawn.
-  if (functions == nullptr) throw std::logic_error("the host supplies no probability functions");
-  return *functions;
-}
-
-void CPCAResults::Route(const RoutedOutput& output) { analysis().RouteOutput(output); }
-
-bool CPCAResults::Refuse(MessageId id, const std::string& text) {
-  analysis().ShowText(MessageKind::kStop, id, text);
-  return false;
-}
-
-bool CPCAResults::HasComponents() {
-  if (model().engine().ComponentCount() > 0) return true;
-  // Not a refusal: the command ran, and there is nothing to show until a component is added.
-  analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
-  return false;
-}
-
-bool CPCAResults::ChartLimitsUsable() {
-  if (const auto refusal = model().report_options().chart.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPCAResults::ScoreLimitsUsable() {
-  if (const auto refusal = model().report_options().score.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPCAResults::ResolvePlotComponents(std::vector<int>& components) {
-  const CPCAModel& fitted = model();
-  if (const auto refusal = ResolveComponentsToPlot(fitted.report_options().components_to_plot,
-                                                   fitted.engine().ComponentCount(),
-                                                   components)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
-}
-
-bool CPCAResults::ResolveContributionRow(std::size_t& row) {
-  const CPCAModel& fitted = model();
-  if (const auto refusal = ResolveObservation(
-          fitted.engine(), fitted.working_data(), fitted.report_options().observation, row)) {
-    return Refuse(refusal->id, refusal->text);
-  }
-  return true;
 }
 
 bool CPCAResults::Summary() {
@@ -270,8 +240,7 @@ bool CPCAResults::Eigenvalues() {
 bool CPCAResults::ScreePlotOfEigenvalues() {
   const int count = model().report_options().eigenvalues_to_plot;
   if (count < 0) {
-    return Refuse(MessageId::kEigenvaluesToPlotNegative,
-                  FormatMessage(MessageId::kEigenvaluesToPlotNegative));
+    return Refuse(MessageId::kEigenvaluesToPlotNegative);
   }
   Route(PCAScreePlot(model().engine(), count));
   return true;
@@ -296,11 +265,7 @@ bool CPCAResults::LineplotsOfLoadings() {
 bool CPCAResults::ScatterplotsOfLoadings() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2 || components[0] == components[1]) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(PCALoadingScatterplot(
       model().engine(), model().working_data(), components[0], components[1]));
   return true;
@@ -329,11 +294,7 @@ bool CPCAResults::LineplotsOfScores() {
 bool CPCAResults::ScatterplotsOfScores() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ScoreLimitsUsable() || !ResolvePlotComponents(components)) return false;
-  if (components.size() != 2 || components[0] == components[1]) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ScoreLimitsUsable() || !ResolvePlotPair(components)) return false;
   Route(PCAScoreScatterplot(model().engine(),
                             model().working_data(),
                             components[0],
@@ -348,21 +309,6 @@ bool CPCAResults::TSquareChart() {
   if (!ChartLimitsUsable()) return false;
   Route(PCAT2Chart(
       model().engine(), model().working_data(), model().report_options().chart, probability()));
-  return true;
-}
-
-bool CPCAResults::SaveAndShow(const std::string& extension,
-                              MessageId title,
-                              const std::string& text) {
-  const std::string file_name = model().report_options().export_file_name + extension;
-  if (DocumentStore* documents = analysis().host().documents) {
-    std::string error;
-    if (!documents->SaveDocument(file_name, text, &error)) {
-      return Refuse(MessageId::kDocumentNotSaved,
-                    FormatMessage(MessageId::kDocumentNotSaved, file_name, error));
-    }
-  }
-  Route(TextReport{std::string(MessageText(title)), text});
   return true;
 }
 
@@ -418,13 +364,8 @@ bool CPCAResults::SPEQSpreadsheet() {
 }
 
 bool CPCAResults::DToModelSpreadsheet() {
-  const CPCAModel& fitted = model();
-  Route(PCADistanceSpreadsheet(fitted.engine(), fitted.working_data()));
-  // The pooled distance is an informative note as well; scripts read it from the footnote.
-  const double pooled = ComputeModelDistance(fitted.engine()).pooled;
-  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
-  }
+  Route(PCADistanceSpreadsheet(model().engine(), model().working_data()));
+  NoteNormalizedDistance();
   return true;
 }
 
@@ -441,21 +382,6 @@ bool CPCAResults::SpreadsheetOfImportanceOfPredictors() {
 
 bool CPCAResults::Residuals() {
   Route(PCAResiduals(model().engine(), model().working_data()));
-  return true;
-}
-
-bool CPCAResults::ContributionSpreadsheet() {
-  std::size_t row = 0;
-  std::vector<int> components;
-  if (!HasComponents()) return true;
-  if (!ResolveContributionRow(row) || !ResolvePlotComponents(components)) return false;
-  const PCAEngine& engine = model().engine();
-  const WorkingData& data = model().working_data();
-  Route(PCAT2ContributionSpreadsheet(engine, data, row));
-  for (int component : components) {
-    Route(PCAScoreContributionSpreadsheet(engine, data, row, component));
-  }
-  Route(PCASPEContributionSpreadsheet(engine, data, row));
   return true;
 }
 
@@ -477,33 +403,6 @@ bool CPCAResults::ScaledData() {
   return true;
 }
 
-bool CPCAResults::AddNextComponent() {
-  if (const auto refusal = model().AddNextComponent()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPCAResults::RemoveLastComponent() {
-  if (!model().RemoveLastComponent()) {
-    return Refuse(MessageId::kNoComponentToRemove, FormatMessage(MessageId::kNoComponentToRemove));
-  }
-  return true;
-}
-
-bool CPCAResults::RemoveAllComponent() {
-  model().RemoveAllComponents();
-  return true;
-}
-
-bool CPCAResults::AutoFitMoreComponents() {
-  std::optional<MessageId> refusal;
-  model().AutoFitMoreComponents(refusal);
-  // Nothing more to fit is news, not a failure: the model stays as it was.
-  if (refusal) analysis().ShowMessage(MessageKind::kWarning, *refusal);
-  return true;
-}
-
 bool CPCAResults::Details() {
   model();
   analysis().ExitDialog(kStepPCADetails, kDirectionForward, 0);
@@ -513,7 +412,7 @@ bool CPCAResults::Details() {
 // ---------------------------------------------------------------------------------------------
 // PCA Details.
 
-std::string PCADetails::TwinName() const { return "PCADetails"; }
+std::string PCADetails::TwinName() const { return dialog_.twin_name(); }
 
 std::vector<AutomationProperty> PCADetails::Properties() {
   return {MakeProperty("Component", *this, &PCADetails::get_Component, &PCADetails::put_Component)};
@@ -535,7 +434,11 @@ bool PCADetails::Close() {
   return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
 }
 
-CPCADetails::CPCADetails(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPCADetails::CPCADetails(CMSPC& analysis, int results_step, std::string twin_name)
+    : CAnalysisModelessDialog(analysis),
+      results_step_(results_step),
+      twin_name_(std::move(twin_name)),
+      twin_(*this) {}
 
 bool CPCADetails::VariableStatistics() {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
@@ -557,7 +460,7 @@ bool CPCADetails::VariableStatistics() {
 }
 
 bool CPCADetails::Close() {
-  analysis().ExitDialog(kStepPCAResults, kDirectionBack, 0);
+  analysis().ExitDialog(results_step_, kDirectionBack, 0);
   return true;
 }
 

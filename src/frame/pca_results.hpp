@@ -7,7 +7,8 @@
 
 #include "deploy/pca_document.hpp"
 #include "frame/analysis_dialog.hpp"
-#include "frame/output_auto_update.hpp"
+#include "frame/results_base.hpp"
+#include "frame/steps.hpp"
 #include "host/automation.hpp"
 #include "pca/pca_reports.hpp"
 
@@ -18,38 +19,40 @@ class CPCAResults;
 class CPCADetails;
 class ProbabilityFunctions;
 
-/// Automation twin of the PCA Results dialog: the limit and plot settings as properties, one
-/// command per report, the commands that change the number of components, and `Details`.
-///
-/// The Hotelling T² and SPE(Q) charts share one pair of limits (`TSquareControlLimit`,
-/// `TSquareWarning`, `TSquareWarningLimit`). The score limits are set by p-value or by a number
-/// of standard deviations; choosing the other kind puts that kind's default values in place, so
-/// a script sets the kind before the values. Settings are checked when a report uses them: a
-/// value out of range refuses the report with the message that says why.
-class PCAResults final : public AutomationObject {
+/// What the Results dialogs of the principal components models (PCA, TMPCA) share: their
+/// settings in the model's `report_options()`, the checks of the plotted components and of the
+/// contributions' observation, and the reports that read the same for both.
+class PCAModelResults : public ResultsDialog {
  public:
-  explicit PCAResults(CPCAResults& dialog) : dialog_(dialog) {}
+  using ResultsDialog::ResultsDialog;
 
-  std::string TwinName() const override;
-  std::vector<AutomationProperty> Properties() override;
-  std::vector<AutomationCommand> Commands() override;
+  /// The current model; throws `AnalysisStop` when it is not a fitted model of the dialog's kind.
+  virtual CPCAModel& pca_model() const = 0;
+  ChartLimitOptions& chart_limits() const override;
+  ScoreLimitOptions& score_limits() const override;
+  std::string& export_file_name() const override;
+  ComponentEditor& components() const override;
 
-  double get_TSquareControlLimit() const;
-  void put_TSquareControlLimit(double value);
-  bool get_TSquareWarning() const;
-  void put_TSquareWarning(bool value);
-  double get_TSquareWarningLimit() const;
-  void put_TSquareWarningLimit(double value);
-  bool get_ComputeScoreLimitFromP() const;
-  void put_ComputeScoreLimitFromP(bool value);
-  bool get_ComputeScoreLimitFromStdDev() const;
-  void put_ComputeScoreLimitFromStdDev(bool value);
-  double get_ScoreControlLimit() const;
-  void put_ScoreControlLimit(double value);
-  bool get_ScoreWarning() const;
-  void put_ScoreWarning(bool value);
-  double get_ScoreWarningLimit() const;
-  void put_ScoreWarningLimit(double value);
+  /// The T², score and SPE(Q) contribution spreadsheets of the chosen observation.
+  bool ContributionSpreadsheet();
+
+ protected:
+  /// The components to plot, or a refusal shown.
+  bool ResolvePlotComponents(std::vector<int>& components);
+  /// Two different components for a scatterplot, or a refusal shown.
+  bool ResolvePlotPair(std::vector<int>& components);
+  /// The observation of the contributions, or a refusal shown.
+  bool ResolveContributionRow(std::size_t& row);
+  /// Outside automation the pooled distance to the model is a note as well.
+  void NoteNormalizedDistance();
+};
+
+/// The twin's side of `PCAModelResults`: beside the limits of `ResultsTwin`, the settings of the
+/// plots, the contributions and the importance report.
+class PCAModelResultsTwin : public ResultsTwin {
+ public:
+  explicit PCAModelResultsTwin(PCAModelResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
+
   /// A case name or a 1-based case number; empty: the observation with the largest T².
   std::string get_ObservationForContribution() const;
   void put_ObservationForContribution(const std::string& value);
@@ -60,10 +63,26 @@ class PCAResults final : public AutomationObject {
   void put_SortVariablesByImportance(bool value);
   int get_NumberOfEigenvaluesToPlot() const;
   void put_NumberOfEigenvaluesToPlot(int value);
-  std::string get_ExportFileName() const;
-  void put_ExportFileName(const std::string& value);
-  /// The number of accepted components (read only).
-  int get_NumberOfComponents() const;
+
+ protected:
+  /// The four settings above, as properties.
+  std::vector<AutomationProperty> PlotProperties();
+
+ private:
+  PCAReportOptions& options() const;
+
+  PCAModelResults& dialog_;
+};
+
+/// Automation twin of the PCA Results dialog: the limit and plot settings, one command per
+/// report, the component commands, and `Details`.
+class PCAResults final : public PCAModelResultsTwin {
+ public:
+  explicit PCAResults(CPCAResults& dialog);
+
+  std::string TwinName() const override;
+  std::vector<AutomationProperty> Properties() override;
+  std::vector<AutomationCommand> Commands() override;
 
   bool Summary();
   bool SummaryView();
@@ -87,10 +106,6 @@ class PCAResults final : public AutomationObject {
   bool ContributionSpreadsheet();
   bool ContributionPlot();
   bool ScaledData();
-  bool AddNextComponent();
-  bool RemoveLastComponent();
-  bool RemoveAllComponent();
-  bool AutoFitMoreComponents();
   /// Open the PCA Details dialog; closing it comes back to Results.
   bool Details();
   /// Write the model document as `<ExportFileName>.pmml` and show it as a text report.
@@ -101,21 +116,21 @@ class PCAResults final : public AutomationObject {
   bool CodeGeneratorKVB();
 
  private:
-  bool Guarded(bool (CPCAResults::*command)());
-  PCAReportOptions& options() const;
+  bool Guarded(bool (CPCAResults::*command)()) { return ResultsTwin::Guarded(dialog_, command); }
 
   CPCAResults& dialog_;
 };
 
 /// The PCA Results dialog (step 103): produces the reports of the current PCA model and changes
 /// its number of components. Its settings live in the model, so they outlast the dialog.
-class CPCAResults final : public CAnalysisModelessDialog {
+class CPCAResults final : public PCAModelResults {
  public:
   explicit CPCAResults(CMSPC& analysis);
 
   AutomationObject& Automation() override { return twin_; }
   /// The current model; throws `AnalysisStop` when it is not a fitted PCA model.
   CPCAModel& model() const;
+  CPCAModel& pca_model() const override { return model(); }
 
   // One operation per command of the twin; each answers false when it was refused.
   bool Summary();
@@ -137,33 +152,16 @@ class CPCAResults final : public CAnalysisModelessDialog {
   bool BarChartOfDToModel();
   bool SpreadsheetOfImportanceOfPredictors();
   bool Residuals();
-  bool ContributionSpreadsheet();
   bool ContributionPlot();
   bool ScaledData();
-  bool AddNextComponent();
-  bool RemoveLastComponent();
-  bool RemoveAllComponent();
-  bool AutoFitMoreComponents();
   bool Details();
   bool CodeGeneratorPMML();
   bool CodeGeneratorCLang();
   bool CodeGeneratorKVB();
 
  private:
-  /// Save `text` as the export file name with `extension` and route it titled `title`.
-  bool SaveAndShow(const std::string& extension, MessageId title, const std::string& text);
   /// The fitted model with its limits, as its exports hold it.
   LoadedPCAModel ExportModel();
-  void Route(const RoutedOutput& output);
-  bool Refuse(MessageId id, const std::string& text);
-  /// Whether the model has a component; if not, warn that the report needs one.
-  bool HasComponents();
-  const ProbabilityFunctions& probability() const;
-  /// The checked chart limits, or a refusal shown.
-  bool ChartLimitsUsable();
-  bool ScoreLimitsUsable();
-  bool ResolvePlotComponents(std::vector<int>& components);
-  bool ResolveContributionRow(std::size_t& row);
 
   PCAResults twin_;
 };
@@ -190,20 +188,28 @@ class PCADetails final : public AutomationObject {
   CPCADetails& dialog_;
 };
 
-/// The PCA Details dialog (step 104), opened from PCA Results and returning to it.
+/// The Details dialog of a principal components model (PCA at step 104, TMPCA at step 107),
+/// opened from its Results dialog and returning to it. For TMPCA the variables are the
+/// unfolded columns, each a variable at a time.
 class CPCADetails final : public CAnalysisModelessDialog {
  public:
-  explicit CPCADetails(CMSPC& analysis);
+  /// `results_step`: the Results step Close returns to; `twin_name`: the automation name.
+  explicit CPCADetails(CMSPC& analysis,
+                       int results_step = kStepPCAResults,
+                       std::string twin_name = "PCADetails");
 
   AutomationObject& Automation() override { return twin_; }
   int component() const { return component_; }
   void set_component(int value) { component_ = value; }
+  const std::string& twin_name() const { return twin_name_; }
 
   bool VariableStatistics();
   bool Close();
 
  private:
   int component_ = 0;
+  int results_step_;
+  std::string twin_name_;
   PCADetails twin_;
 };
 

@@ -49,26 +49,21 @@ PCAFitOptions CPCAModel::EngineOptions(const StartupOptions& options) const {
   return engine_options;
 }
 
-void CPCAModel::Run(const StartupOptions& options) {
+void CPCAModel::ResetFit() {
   // A new run replaces the fit; if it fails, no part of the old or the new one remains.
   engine_.reset();
   working_data_ = WorkingData{};
   report_options_ = PCAReportOptions{};
+}
 
-  PreparationRequest request;
-  request.selection.variables = options.variables;
-  request.selection.categorical = options.categorical_variables;
-  request.screening = ScreeningOptionsFrom(options, options.variables);
-  request.kind = ScreeningKind::kPCA;
-  request.limits.max_variables = kMaxPCAVariables;
-  request.apply_memory_limit = options.apply_memory_limit;
-  request.memory_limit_mb = options.memory_limit_mb;
-  WorkingData data = PrepareWorkingData(analysis(), *data_reader(), request, removal_notes_);
-
+std::unique_ptr<PCAEngine> CPCAModel::NewEngine(const StartupOptions& options) const {
   auto engine = std::make_unique<PCAEngine>(EngineOptions(options));
   engine->SetProgress(analysis().host().progress);
   engine->SetRandomSource(analysis().host().random);
-  engine->CenterAndScale(data.x, data.mean, data.scale, data.removed_cases, data.removed_columns);
+  return engine;
+}
+
+void CPCAModel::InstallFit(WorkingData data, std::unique_ptr<PCAEngine> engine) {
   bool cancelled = false;
   try {
     engine->AutoFit();
@@ -79,6 +74,23 @@ void CPCAModel::Run(const StartupOptions& options) {
   working_data_ = std::move(data);
   engine_ = std::move(engine);
   if (cancelled) NoteCancel();
+}
+
+void CPCAModel::Run(const StartupOptions& options) {
+  ResetFit();
+  PreparationRequest request;
+  request.selection.variables = options.variables;
+  request.selection.categorical = options.categorical_variables;
+  request.screening = ScreeningOptionsFrom(options, options.variables);
+  request.kind = ScreeningKind::kPCA;
+  request.limits.max_variables = kMaxPCAVariables;
+  request.apply_memory_limit = options.apply_memory_limit;
+  request.memory_limit_mb = options.memory_limit_mb;
+  WorkingData data = PrepareWorkingData(analysis(), *data_reader(), request, removal_notes_);
+
+  std::unique_ptr<PCAEngine> engine = NewEngine(options);
+  engine->CenterAndScale(data.x, data.mean, data.scale, data.removed_cases, data.removed_columns);
+  InstallFit(std::move(data), std::move(engine));
 }
 
 void CPCAModel::NoteCancel() {

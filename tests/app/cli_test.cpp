@@ -358,5 +358,85 @@ TEST(CommandLineFitPLS, GasolineOctaneFromTheSpectraIsCrossValidatedAndDetermini
   EXPECT_EQ(first.reports, second.reports);
 }
 
+// Eight batches of three variables at four times: x1 and x2 follow one course per batch, x3
+// is its own; batch 18 runs hot.
+std::string BatchCsv() {
+  std::string text = "batch,time,x1,x2,x3\n";
+  for (int batch = 11; batch <= 18; ++batch) {
+    for (int time = 1; time <= 4; ++time) {
+      const double level = 0.1 * (batch % 5) + (batch == 18 ? 2.0 : 0.0);
+      char row[160];
+      std::snprintf(row,
+                    sizeof row,
+                    "%d,%d,%.6f,%.6f,%.6f\n",
+                    batch,
+                    10 * time,
+                    time + level,
+                    2.0 * time + 1.5 * level + 0.01 * (batch % 3),
+                    0.3 * ((batch * 7 + time * 3) % 5));
+      text += row;
+    }
+  }
+  return text;
+}
+
+TEST(CommandLineFitTMPCA, WritesScoresDistanceT2AndTrajectoriesPerBatch) {
+  TempFolder folder;
+  const std::string data = folder.Write("batches.csv", BatchCsv());
+  const CliRun run = RunCli(folder,
+                            "fit tmpca --data " + Quoted(data) +
+                                " --batch batch --time time --components 1 --trajectory x2");
+  ASSERT_EQ(run.status, 0) << run.stderr_text;
+  const json& scores = run.Report("Score spreadsheet");
+  EXPECT_EQ(scores["rowHeader"], "Batch");
+  ASSERT_EQ(scores["rows"].size(), 8u);
+  EXPECT_EQ(scores["rows"][7]["label"], "18");
+  const json& distance = run.Report("Distance to model");
+  EXPECT_EQ(distance["columns"], json::array({"Distance", "T²"}));
+  // The hot batch is the farthest from the others in the model plane.
+  double largest = 0.0;
+  std::string farthest;
+  for (const json& row : distance["rows"]) {
+    if (row["cells"][1].get<double>() > largest) {
+      largest = row["cells"][1].get<double>();
+      farthest = row["label"];
+    }
+  }
+  EXPECT_EQ(farthest, "18");
+  run.Report("Hotelling T² Control Chart", "graph");
+  const json& trajectory = run.Report("Trajectory spreadsheet of variable: x2");
+  EXPECT_EQ(trajectory["columns"], json::array({"10", "20", "30", "40"}));
+  EXPECT_EQ(trajectory["rows"].size(), 4u + 8u);
+  // x3 carries nothing the other two do not: the least important of the three.
+  const json& importance = run.Report("Variable importance");
+  EXPECT_EQ(importance["rows"][2]["label"], "x3");
+}
+
+TEST(CommandLineFitTMPCA, NylonBatchesOfUnequalLengthNeedTheRawDataOption) {
+  const std::string data = std::string(MSPC_SOURCE_DIR) + "/examples/data/nylon/nylon.csv";
+  TempFolder folder;
+  CliRun run =
+      RunCli(folder,
+             "fit tmpca --data " + Quoted(data) + " --batch batch_id --time sample --components 2");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_TRUE(run.HasMessage(
+      "The batch process requires equal number of time intervals for each batch. Non-equal time "
+      "intervals have been found and the analysis stops."));
+
+  // The example script bins each batch's samples into 100 intervals.
+  const std::string script = std::string(MSPC_SOURCE_DIR) + "/examples/batch-tmpca.json";
+  run = RunCli(folder, "run " + Quoted(script) + " --data " + Quoted(data));
+  ASSERT_EQ(run.status, 0) << run.stderr_text;
+  const json& summary = run.Report("Principal Components Analysis Summary");
+  EXPECT_EQ(summary["rows"].size(), 3u);
+  const json& t2 = run.Report("Hotelling T² Control Chart", "graph");
+  EXPECT_EQ(t2["series"][0]["y"].size(), 57u);
+  const json& trajectory = run.Report("Trajectory spreadsheet of variable: Tag05");
+  EXPECT_EQ(trajectory["columns"].size(), 100u);
+  EXPECT_EQ(trajectory["rows"].size(), 6u + 57u);
+  const json& plot = run.Report("Trajectory plot of variable: Tag05", "graph");
+  EXPECT_EQ(plot["series"].back()["name"], "2");
+}
+
 }  // namespace
 }  // namespace mspc

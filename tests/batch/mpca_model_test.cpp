@@ -86,7 +86,7 @@ double SignFreeDistance(const std::vector<double>& a, const std::vector<double>&
 TEST_F(TimeWisePCATest, FitEqualsAPCAOfTheMatrixUnfoldedByHand) {
   Fit();
   ASSERT_TRUE(model_.IsFitted());
-  const PCAEngine& engine = model_.time_wise_engine();
+  const PCAEngine& engine = model_.engine();
   ASSERT_EQ(engine.Rows(), kBatches);
   ASSERT_EQ(engine.Cols(), kTimes * kVariables);
   ASSERT_EQ(engine.ComponentCount(), 2);
@@ -105,8 +105,8 @@ TEST_F(TimeWisePCATest, FitEqualsAPCAOfTheMatrixUnfoldedByHand) {
       for (std::size_t i = 0; i < kBatches; ++i)
         cross[a * engine.Cols() + b] += scaled(i, a) * scaled(i, b);
     }
-    EXPECT_NEAR(model_.batch_data().predictors.mean[a], stats.mean[a], 1e-12);
-    EXPECT_NEAR(model_.batch_data().predictors.scale[a], stats.sd[a], 1e-12);
+    EXPECT_NEAR(model_.working_data().mean[a], stats.mean[a], 1e-12);
+    EXPECT_NEAR(model_.working_data().scale[a], stats.sd[a], 1e-12);
   }
   for (std::size_t i = 0; i < kBatches; ++i) {
     for (std::size_t c = 0; c < engine.Cols(); ++c) {
@@ -121,8 +121,8 @@ TEST_F(TimeWisePCATest, FitEqualsAPCAOfTheMatrixUnfoldedByHand) {
     EXPECT_NEAR(engine.Nodes()[a].eigenvalue, eigenvalue, 1e-8 * eigenvalue);
     EXPECT_LT(SignFreeDistance(engine.Nodes()[a].p, reference.vectors[a]), 1e-6);
   }
-  EXPECT_EQ(model_.batch_data().predictors.case_names.front(), "100");
-  EXPECT_EQ(model_.batch_data().predictors.column_names[4], "x2 {20}");
+  EXPECT_EQ(model_.working_data().case_names.front(), "100");
+  EXPECT_EQ(model_.working_data().column_names[4], "x2 {20}");
 }
 
 TEST_F(TimeWisePCATest, TrajectoriesRebuildTheDataAndBandThem) {
@@ -157,7 +157,7 @@ TEST_F(TimeWisePCATest, RemovedColumnsAndMissingCellsKeepTheirTrajectories) {
   analysis_.SetInputTable(&table);
   options_.auto_remove_variables = true;
   Fit();
-  EXPECT_TRUE(model_.batch_data().predictors.removed_columns[0]);
+  EXPECT_TRUE(model_.working_data().removed_columns[0]);
   const DMatrix x1_values = model_.TrajectoryValues(0);
   for (std::size_t i = 0; i < kBatches; ++i) EXPECT_NEAR(x1_values(i, 0), 7.0, 1e-12);
   const DMatrix x2_values = model_.TrajectoryValues(1);
@@ -223,8 +223,8 @@ TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
   ASSERT_TRUE(model->IsFitted());
   EXPECT_EQ(model->batch_data().batch_labels,
             (std::vector<std::string>{"100", "101", "103", "104", "105"}));
-  EXPECT_EQ(model->time_wise_engine().ComponentCount(), 1);
-  EXPECT_EQ(model->time_wise_engine().Cols(), kTimes * kVariables);
+  EXPECT_EQ(model->engine().ComponentCount(), 1);
+  EXPECT_EQ(model->engine().Cols(), kTimes * kVariables);
 }
 
 }  // namespace

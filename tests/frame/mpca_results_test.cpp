@@ -1,0 +1,338 @@
+#include "frame/mpca_results.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "frame/mspc.hpp"
+#include "pca/pca_test_support.hpp"
+#include "platform/boost_probability.hpp"
+#include "support/fake_data_table.hpp"
+#include "support/fake_host.hpp"
+#include "support/recording_host.hpp"
+
+namespace mspc {
+namespace {
+
+using fake::Get;
+using fake::Put;
+
+constexpr std::int64_t kTMPCARow = 4;
+
+// A TMPCA analysis of an unfolded matrix (batches × (time, variable)) written out as a long
+// table, batch b coded 10 + b and time k coded 100 (k + 1), driven step by step as a host would.
+class TMPCAAnalysis {
+ public:
+  TMPCAAnalysis(const DMatrix& unfolded, std::size_t variables, bool time_variable = true) {
+    const std::size_t times = unfolded.cols() / variables;
+    std::vector<double> batch, time;
+    std::vector<std::vector<double>> values(variables);
+    for (std::size_t i = 0; i < unfolded.rows(); ++i) {
+      for (std::size_t k = 0; k < times; ++k) {
+        batch.push_back(10.0 + static_cast<double>(i));
+        time.push_back(100.0 * static_cast<double>(k + 1));
+        for (std::size_t j = 0; j < variables; ++j) {
+          values[j].push_back(unfolded(i, k * variables + j));
+        }
+      }
+    }
+    table_.AddVariable("batch", batch);
+    if (time_variable) table_.AddVariable("time", time);
+    for (std::size_t j = 0; j < variables; ++j) {
+      names_.push_back("x" + std::to_string(j + 1));
+      table_.AddVariable(names_.back(), values[j]);
+    }
+    time_variable_ = time_variable;
+    HostServices services = host_.Services(&table_);
+    services.steps = &steps_;
+    services.probability = &probability_;
+    analysis_.InitCommons(services);
+  }
+
+  void Fit(int components) {
+    ASSERT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
+    Put(steps_.Twin(), "SelectedKind", kTMPCARow);
+    ASSERT_TRUE(fake::Run(steps_.Twin(), "OK"));
+    ASSERT_EQ(steps_.RunStep(kStepTMPCAStartup), kDialogOpened);
+    AutomationObject& startup = steps_.Twin();
+    Put(startup, "BatchVariable", std::string("batch"));
+    if (time_variable_) Put(startup, "TimeVariable", std::string("time"));
+    Put(startup, "Variables", names_);
+    Put(startup, "FixedNumberOfComponents", true);
+    Put(startup, "NumberOfComponents", std::int64_t{components});
+    ASSERT_TRUE(fake::Run(startup, "OK"));
+    ASSERT_EQ(steps_.RunStep(kStepTMPCAResults), kDialogOpened);
+    ASSERT_EQ(steps_.Twin().TwinName(), "TMPCAResults");
+  }
+
+  AutomationObject& Twin() { return steps_.Twin(); }
+  bool Run(const char* command) { return fake::Run(Twin(), command); }
+  RecordingHost& host() { return host_; }
+  fake::FakeStepMachinery& steps() { return steps_; }
+  const Spreadsheet& LastSheet() { return host_.spreadsheets().back(); }
+  const Graph& LastGraph() { return host_.graphs().back(); }
+
+ private:
+  fake::FakeStepMachinery steps_;
+  RecordingHost host_;
+  FakeDataTable table_;
+  platform::BoostProbability probability_;
+  CMSPC analysis_{0, nullptr};
+  std::vector<std::string> names_;
+  bool time_variable_ = true;
+};
+
+constexpr std::size_t kBatches = 5;
+constexpr std::size_t kTimes = 3;
+constexpr std::size_t kVariables = 3;
+
+// Five batches whose x1 at the second time (code 200) is 1, 2, 3, 4, 5.
+DMatrix FiveBatches() {
+  DMatrix unfolded = testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.4, 11);
+  for (std::size_t i = 0; i < kBatches; ++i) unfolded(i, kVariables) = static_cast<double>(i + 1);
+  return unfolded;
+}
+
+double Cell(const ReportRow& row, std::size_t col) { return std::get<double>(row.cells[col]); }
+
+TEST(TMPCAResultsDialog, TrajectorySpreadsheetBandsTheBatchesAndHighlightsThoseOutside) {
+  TMPCAAnalysis analysis(FiveBatches(), kVariables);
+  analysis.Fit(2);
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
+  {
+    // Defaults: c = 3 and no warning band, so four statistic rows come before the batches.
+    const Spreadsheet& sheet = analysis.LastSheet();
+    EXPECT_EQ(sheet.title, "Trajectory spreadsheet of variable: x1");
+    EXPECT_EQ(sheet.columns, (std::vector<std::string>{"100", "200", "300"}));
+    ASSERT_EQ(sheet.rows.size(), 4 + kBatches);
+    EXPECT_EQ(sheet.rows[4].label, "10");
+    // Mean 3 and standard deviation sqrt(2.5) at time 200, the values rebuilt from the fit.
+    const double sd = std::sqrt(2.5);
+    EXPECT_NEAR(Cell(sheet.rows[0], 1), 3.0, 1e-9);
+    EXPECT_NEAR(Cell(sheet.rows[1], 1), sd, 1e-9);
+    EXPECT_NEAR(Cell(sheet.rows[2], 1), 3.0 + 3.0 * sd, 1e-9);
+    EXPECT_NEAR(Cell(sheet.rows[3], 1), 3.0 - 3.0 * sd, 1e-9);
+    EXPECT_NEAR(Cell(sheet.rows[8], 1), 5.0, 1e-9);
+    EXPECT_TRUE(sheet.highlights.empty());
+  }
+  // With c = 1.2 and w = 1 the bands are 3 ± 1.897 and 3 ± 1.581: batches 1 and 5 (values 1
+  // and 5) fall outside the control band at time 200, and six statistic rows lead.
+  Put(analysis.Twin(), "ConstantForTrajectoryControlLimits", 1.2);
+  Put(analysis.Twin(), "ConstantForTrajectoryWarningLimits", 1.0);
+  Put(analysis.Twin(), "AddTrajectoryWarningLimits", true);
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
+  const Spreadsheet& sheet = analysis.LastSheet();
+  ASSERT_EQ(sheet.rows.size(), 6 + kBatches);
+  EXPECT_NEAR(Cell(sheet.rows[4], 1), 3.0 + std::sqrt(2.5), 1e-9);
+  std::vector<std::pair<int, int>> at_time_200;
+  for (const auto& cell : sheet.highlights) {
+    if (cell.second == 1) at_time_200.push_back(cell);
+  }
+  EXPECT_EQ(at_time_200, (std::vector<std::pair<int, int>>{{6, 1}, {10, 1}}));
+
+  // A warning constant above the control constant, and an unknown variable, are refused.
+  Put(analysis.Twin(), "ConstantForTrajectoryWarningLimits", 2.0);
+  EXPECT_FALSE(analysis.Run("VariableTrajectorySpreadsheet"));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryConstantsOutOfRange), 1);
+  Put(analysis.Twin(), "AddTrajectoryWarningLimits", false);
+  Put(analysis.Twin(), "VariableForTrajectory", std::string("x9"));
+  EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
+}
+
+TEST(TMPCAResultsDialog, TrajectoryPlotDrawsTheChosenBatchesBetweenTheBands) {
+  TMPCAAnalysis analysis(FiveBatches(), kVariables);
+  analysis.Fit(1);
+  Put(analysis.Twin(), "VariableForTrajectory", std::string("x2"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectoryPlot"));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kSelectBatchesToDisplay), 1);
+  {
+    // Mean, then the control band as two lines.
+    const Graph& plot = analysis.LastGraph();
+    EXPECT_EQ(plot.title, "Trajectory plot of variable: x2");
+    ASSERT_EQ(plot.series.size(), 3u);
+    EXPECT_EQ(plot.series[1].name, "Control: Mean \xC2\xB1 3 SD");
+    EXPECT_EQ(plot.series[1].name, plot.series[2].name);
+  }
+  Put(analysis.Twin(), "BatchesToDisplay", std::vector<std::string>{"12", "14"});
+  Put(analysis.Twin(), "AddTrajectoryWarningLimits", true);
+  Put(analysis.Twin(), "TrajectoryLimitsAsRegions", true);
+  ASSERT_TRUE(analysis.Run("VariableTrajectoryPlot"));
+  const Graph& plot = analysis.LastGraph();
+  // Mean, one closed outline per band, the two batches.
+  ASSERT_EQ(plot.series.size(), 5u);
+  EXPECT_EQ(plot.series[2].name, "Warning: Mean \xC2\xB1 2 SD");
+  const GraphSeries& region = plot.series[1];
+  ASSERT_EQ(region.y.size(), 2 * kTimes + 1);
+  EXPECT_EQ(region.y.front(), region.y.back());
+  EXPECT_EQ(plot.series[3].name, "12");
+  Put(analysis.Twin(), "BatchesToDisplay", std::vector<std::string>{"99"});
+  EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
+
+  // In scaled units each time's mean is 0 and its standard deviation 1 (unit scaling).
+  Put(analysis.Twin(), "UseOriginalScale", false);
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
+  const Spreadsheet& scaled = analysis.LastSheet();
+  for (std::size_t time = 0; time < kTimes; ++time) {
+    EXPECT_NEAR(Cell(scaled.rows[0], time), 0.0, 1e-9);
+    EXPECT_NEAR(Cell(scaled.rows[1], time), 1.0, 1e-9);
+  }
+}
+
+TEST(TMPCAResultsDialog, TablesNameBatchesAndVariablesAtTimes) {
+  TMPCAAnalysis analysis(FiveBatches(), kVariables);
+  analysis.Fit(2);
+  ASSERT_TRUE(analysis.Run("Eigenvalues"));
+  {
+    // Unit scaling: the total variance of the scaled matrix is its number of columns.
+    const Spreadsheet& sheet = analysis.LastSheet();
+    EXPECT_EQ(sheet.title, "Time-wise Multi-way Principal Components Analysis Eigenvalues");
+    EXPECT_EQ(sheet.subtitles,
+              (std::vector<std::string>{"Number of components is 2",
+                                        "Principal Components Analysis sum of variance 9.0000"}));
+    ASSERT_EQ(sheet.rows.size(), 2u);
+    EXPECT_NEAR(Cell(sheet.rows[1], 3), 100.0 * Cell(sheet.rows[1], 2) / 9.0, 1e-9);
+  }
+  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
+  EXPECT_EQ(analysis.LastSheet().row_header, "Batch");
+  EXPECT_EQ(analysis.LastSheet().columns, (std::vector<std::string>{"Component 1", "Component 2"}));
+  ASSERT_TRUE(analysis.Run("DescriptiveStatistics"));
+  {
+    const Spreadsheet& sheet = analysis.LastSheet();
+    ASSERT_EQ(sheet.rows.size(), kTimes * kVariables);
+    EXPECT_EQ(sheet.rows[4].label, "x2");
+    EXPECT_EQ(std::get<std::string>(sheet.rows[4].cells[0]), "200");
+    EXPECT_NEAR(Cell(sheet.rows[3], 2), 3.0, 1e-12);  // x1 at 200: mean of 1..5
+  }
+  ASSERT_TRUE(analysis.Run("EigenvectorSpreadsheet"));
+  const Spreadsheet eigenvectors = analysis.LastSheet();
+  ASSERT_TRUE(analysis.Run("LoadingSpreadsheet"));
+  const Spreadsheet& loadings = analysis.LastSheet();
+  EXPECT_EQ(loadings.rows[5].label, "x3 {200}");
+  // Eigenvectors have unit length; loadings are eigenvectors times sqrt(eigenvalue), and under
+  // unit scaling their squares over the columns add up to the eigenvalue.
+  double eigenvector_ss = 0.0;
+  double loading_ss = 0.0;
+  for (std::size_t row = 0; row < eigenvectors.rows.size(); ++row) {
+    eigenvector_ss += std::pow(Cell(eigenvectors.rows[row], 0), 2);
+    loading_ss += std::pow(Cell(loadings.rows[row], 0), 2);
+  }
+  ASSERT_TRUE(analysis.Run("Eigenvalues"));
+  EXPECT_NEAR(eigenvector_ss, 1.0, 1e-9);
+  EXPECT_NEAR(loading_ss, Cell(analysis.LastSheet().rows[0], 0), 1e-9);
+
+  ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
+  const Graph& lines = analysis.host().graphs()[analysis.host().graphs().size() - 2];
+  ASSERT_EQ(lines.series.size(), kVariables);
+  EXPECT_EQ(lines.series[2].name, "x3");
+  EXPECT_EQ(lines.series[2].labels,
+            (std::vector<std::string>{"Time: 100", "Time: 200", "Time: 300"}));
+  EXPECT_NEAR(lines.series[2].y[1], Cell(loadings.rows[5], 0), 1e-12);
+  // Without point labels the graphs carry none.
+  Put(analysis.Twin(), "DisplayTextLabels", false);
+  ASSERT_TRUE(analysis.Run("ScatterplotsOfLoadings"));
+  EXPECT_TRUE(analysis.LastGraph().series[0].labels.empty());
+}
+
+TEST(TMPCAResultsDialog, ResidualsDistanceAndChartsArePerBatch) {
+  const DMatrix unfolded = FiveBatches();
+  TMPCAAnalysis analysis(unfolded, kVariables);
+  analysis.Fit(1);
+  ASSERT_TRUE(analysis.Run("Residuals"));
+  const std::size_t count = analysis.host().spreadsheets().size();
+  const Spreadsheet& original = analysis.host().spreadsheets()[count - 2];
+  const Spreadsheet& scaled = analysis.host().spreadsheets()[count - 1];
+  EXPECT_EQ(original.title,
+            "Time-wise multi-way principal component analysis residuals, original data");
+  EXPECT_EQ(scaled.title,
+            "Time-wise multi-way principal component analysis residuals, scaled data");
+  // A residual returns to the variable's units by the column's standard deviation alone.
+  const testing::ColumnStatistics stats = testing::ComputeColumnStatistics(unfolded);
+  for (std::size_t col = 0; col < unfolded.cols(); ++col) {
+    EXPECT_NEAR(Cell(original.rows[2], col), Cell(scaled.rows[2], col) * stats.sd[col], 1e-9);
+  }
+  EXPECT_EQ(original.columns[1], "x2 {100}");
+
+  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
+  const Spreadsheet distance = analysis.LastSheet();
+  EXPECT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
+  ASSERT_TRUE(analysis.Run("TSquareSpreadsheet"));
+  const Spreadsheet& t2 = analysis.LastSheet();
+  EXPECT_EQ(t2.row_header, "Batch");
+  for (std::size_t row = 0; row < kBatches; ++row) {
+    EXPECT_DOUBLE_EQ(Cell(distance.rows[row], 1), Cell(t2.rows[row], 0));
+  }
+  ASSERT_TRUE(analysis.Run("SPEQChart"));
+  EXPECT_EQ(analysis.LastGraph().x_label, "Batch");
+  Put(analysis.Twin(), "ShowMarkersForScoreControlChart", false);
+  ASSERT_TRUE(analysis.Run("ScoreControlChart"));
+  EXPECT_EQ(analysis.LastGraph().type, GraphType::kLine);
+}
+
+// x1 and x2 follow one latent course, x3 is noise of its own: one component explains x1 and x2
+// at every time and little of x3, so x3 is the least important variable.
+TEST(TMPCAResultsDialog, ImportancePoolsAVariableOverItsTimes) {
+  constexpr std::size_t kManyBatches = 12;
+  constexpr std::size_t kFourTimes = 4;
+  const DMatrix shared = testing::ManufacturedData(kManyBatches, 2 * kFourTimes, {3.0}, 0.05, 5);
+  const DMatrix noise = testing::ManufacturedData(kManyBatches, kFourTimes, {1, 1, 1, 1}, 0.5, 9);
+  DMatrix unfolded(kManyBatches, 3 * kFourTimes);
+  for (std::size_t i = 0; i < kManyBatches; ++i) {
+    for (std::size_t k = 0; k < kFourTimes; ++k) {
+      unfolded(i, 3 * k) = shared(i, 2 * k);
+      unfolded(i, 3 * k + 1) = shared(i, 2 * k + 1);
+      unfolded(i, 3 * k + 2) = noise(i, k);
+    }
+  }
+  TMPCAAnalysis analysis(unfolded, 3, /*time_variable=*/false);
+  analysis.Fit(1);
+  ASSERT_TRUE(analysis.Run("SpreadsheetOfImportanceOfPredictors"));
+  const Spreadsheet& sheet = analysis.LastSheet();
+  EXPECT_EQ(sheet.columns, (std::vector<std::string>{"Importance", "Power"}));
+  ASSERT_EQ(sheet.rows.size(), 3u);
+  EXPECT_EQ(sheet.rows[2].label, "x3");
+  EXPECT_GT(Cell(sheet.rows[0], 0), 0.9);
+  EXPECT_LT(Cell(sheet.rows[2], 0), 0.5);
+  for (const ReportRow& row : sheet.rows) {
+    EXPECT_NEAR(Cell(row, 0) + Cell(row, 1), 1.0, 1e-12);
+  }
+  // With no component nothing is explained: every power is 1.
+  ASSERT_TRUE(analysis.Run("RemoveAllComponent"));
+  ASSERT_TRUE(analysis.Run("SpreadsheetOfImportanceOfPredictors"));
+  for (const ReportRow& row : analysis.LastSheet().rows) EXPECT_NEAR(Cell(row, 1), 1.0, 1e-12);
+  // Without a time variable the intervals are numbered from 0.
+  ASSERT_TRUE(analysis.Run("AddNextComponent"));
+  ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
+  EXPECT_EQ(analysis.LastGraph().series[0].labels.front(), "Time: 0");
+}
+
+TEST(TMPCAResultsDialog, ComponentCommandsDetailsAndExports) {
+  TMPCAAnalysis analysis(FiveBatches(), kVariables);
+  analysis.Fit(1);
+  ASSERT_TRUE(analysis.Run("AddNextComponent"));
+  EXPECT_EQ(std::get<std::int64_t>(Get(analysis.Twin(), "NumberOfComponents")), 2);
+  ASSERT_TRUE(analysis.Run("RemoveAllComponent"));
+  const std::size_t reports = analysis.host().spreadsheets().size();
+  ASSERT_TRUE(analysis.Run("LoadingSpreadsheet"));
+  EXPECT_EQ(analysis.host().spreadsheets().size(), reports);
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kReportNeedsComponent), 1);
+  EXPECT_FALSE(analysis.Run("RemoveLastComponent"));
+  ASSERT_TRUE(analysis.Run("AddNextComponent"));
+
+  EXPECT_FALSE(analysis.Run("CodeGeneratorPMML"));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kTimeWiseExportUnavailable), 1);
+
+  ASSERT_TRUE(analysis.Run("Details"));
+  EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCADetails);
+  ASSERT_EQ(analysis.steps().RunStep(kStepTMPCADetails), kDialogOpened);
+  ASSERT_EQ(analysis.Twin().TwinName(), "TMPCADetails");
+  ASSERT_TRUE(analysis.Run("VariableStatistics"));
+  EXPECT_EQ(analysis.LastSheet().rows.size(), kTimes * kVariables);
+  ASSERT_TRUE(analysis.Run("Close"));
+  EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCAResults);
+}
+
+}  // namespace
+}  // namespace mspc
