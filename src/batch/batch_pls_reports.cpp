@@ -1,6 +1,8 @@
 #include "batch/batch_pls_reports.hpp"
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -8,6 +10,7 @@
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
 #include "pls/pls_engine.hpp"
+#include "pls/pls_validation.hpp"
 
 namespace mspc {
 namespace {
@@ -328,6 +331,75 @@ Graph BatchPLSLoadingScatterplot(const BatchPLSReportData& data, int first, int 
     graph.series.push_back(std::move(series));
   }
   return graph;
+}
+
+Spreadsheet BatchDescriptiveStatistics(const BatchPLSReportData& data) {
+  const BatchData& batch = data.batch;
+  const WorkingData& x = data.pls.predictors;
+  const std::size_t columns_per_time = batch.columns_per_time;
+  const bool has_categories = std::any_of(
+      batch.process_columns.begin(), batch.process_columns.end(), [](const BatchColumn& column) {
+        return !IsMissing(column.code);
+      });
+  Spreadsheet sheet;
+  sheet.title = ReportText(MessageId::kDescriptiveStatisticsTitle);
+  sheet.row_header = ReportText(MessageId::kRowHeaderVariable);
+  sheet.columns = {ReportText(MessageId::kTimeHeader),
+                   ReportText(MessageId::kColumnValidN),
+                   ReportText(MessageId::kColumnMean),
+                   ReportText(MessageId::kColumnStdDev),
+                   ReportText(MessageId::kColumnScalingFactor)};
+  if (has_categories) {
+    sheet.columns.push_back(ReportText(MessageId::kColumnVariableNumber));
+    sheet.columns.push_back(ReportText(MessageId::kColumnCategoryValue));
+  }
+  const PLSEngine& engine = data.pls.engine;
+  for (const std::size_t col : IncludedIndices(engine.ExcludedXColumns(), engine.XCols())) {
+    const BatchColumn& column = batch.process_columns[col % columns_per_time];
+    ReportRow row{column.name,
+                  {batch.time_labels[col / columns_per_time],
+                   NumberCell(x.valid_count[col]),
+                   NumberCell(x.mean[col]),
+                   NumberCell(x.standard_deviation[col]),
+                   NumberCell(x.scale[col])}};
+    if (has_categories) {
+      // The variable's 1-based place in the selection and, for a category column, its code.
+      row.cells.push_back(NumberCell(static_cast<double>(column.source + 1)));
+      row.cells.push_back(NumberCell(column.code));
+    }
+    sheet.rows.push_back(std::move(row));
+  }
+  return sheet;
+}
+
+Spreadsheet BatchVariableImportance(const BatchPLSReportData& data, bool sorted) {
+  const PLSEngine& engine = data.pls.engine;
+  const std::size_t columns_per_time = data.batch.columns_per_time;
+  Spreadsheet sheet;
+  sheet.title = ReportText(MessageId::kVariableImportanceTitle);
+  sheet.subtitles.push_back(ComponentsSubtitle(engine.ComponentCount()));
+  sheet.row_header = ReportText(MessageId::kRowHeaderVariable);
+  sheet.columns = {ReportText(MessageId::kColumnImportance), ReportText(MessageId::kColumnPower)};
+  const std::optional<VariableImportance> columns = ComputeVariableImportance(
+      engine.Nodes(), engine.ExcludedXColumns(), data.pls.predictors.column_names, false);
+  if (!columns || columns_per_time == 0) return sheet;
+  std::vector<double> importance(columns_per_time, 0.0);
+  for (std::size_t col = 0; col < columns->importance.size(); ++col) {
+    importance[col % columns_per_time] += columns->importance[col];
+  }
+  std::vector<std::size_t> order(columns_per_time);
+  for (std::size_t j = 0; j < columns_per_time; ++j) order[j] = j;
+  if (sorted) {
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+      return TolerantGreater(importance[a], importance[b]);
+    });
+  }
+  for (const std::size_t j : order) {
+    const double power = std::sqrt(static_cast<double>(columns_per_time) * importance[j]);
+    sheet.rows.push_back(
+        {data.batch.process_columns[j].name, {NumberCell(importance[j]), NumberCell(power)}});
+  }
+  return sheet;
 }
 
 Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data) {

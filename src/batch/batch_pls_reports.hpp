@@ -67,6 +67,17 @@ Graph BatchPLSLoadingLineplot(const BatchPLSReportData& data, int component);
 /// points are its times (one row per batch) or one point per variable.
 Graph BatchPLSLoadingScatterplot(const BatchPLSReportData& data, int first, int second);
 
+/// Valid N., mean, standard deviation and scaling factor of every process variable at every
+/// time of a one-row-per-batch model, with the variable number and category value of category
+/// columns.
+Spreadsheet BatchDescriptiveStatistics(const BatchPLSReportData& data);
+/// The importance of every process variable over all its times in a one-row-per-batch model:
+/// "Importance" is the sum of the PLS importance fractions I_j of its columns (so the variables'
+/// importances add up to 1, as the columns' do), and "Power" is sqrt(J × Importance), the VIP of
+/// the variable taken as a whole (1 for a variable with an average share). Most important first
+/// when `sorted`, else in selection order.
+Spreadsheet BatchVariableImportance(const BatchPLSReportData& data, bool sorted);
+
 /// The centred and scaled predictor matrix the model is fitted to ("Scaled (processed) data").
 Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data);
 /// The distance to the model of every observation as a line.

@@ -457,6 +457,20 @@ DMatrix CTMPLSResults::TrajectoryValues(std::size_t variable) const {
 }
 int CTMPLSResults::DetailsStep() const { return kStepTMPLSDetails; }
 
+bool CTMPLSResults::DescriptiveStatistics() {
+  Route(BatchDescriptiveStatistics(report_data()));
+  const std::vector<Spreadsheet> blocks = PLSDescriptiveStatistics(model().report_data());
+  if (blocks.size() > 1) Route(blocks.back());
+  return true;
+}
+
+bool CTMPLSResults::SpreadsheetOfImportanceOfPredictors() {
+  if (!CPLSResults::SpreadsheetOfImportanceOfPredictors()) return false;
+  if (model().engine().ComponentCount() == 0) return true;
+  Route(BatchVariableImportance(report_data(), model().report_options().sort_by_importance));
+  return true;
+}
+
 // ---------------------------------------------------------------------------------------------
 // BMPLS.
 

@@ -142,6 +142,11 @@ class CTMPLSResults final : public CBatchPLSResults {
   BatchReportSettings& settings() const override;
   DMatrix TrajectoryValues(std::size_t variable) const override;
 
+  /// The predictors per variable and time, then the dependents.
+  bool DescriptiveStatistics() override;
+  /// The importance of every predictor column, then of every process variable over time.
+  bool SpreadsheetOfImportanceOfPredictors() override;
+
  protected:
   int DetailsStep() const override;
 

@@ -61,7 +61,7 @@ class PLSResults : public AutomationObject {
 
   bool Summary();
   bool SummaryView();
-  bool DescriptiveStatistics();
+  virtual bool DescriptiveStatistics();
   bool XScoreSpreadsheet();
   bool YScoreSpreadsheet();
   bool XWeightSpreadsheet();
@@ -108,7 +108,7 @@ class CPLSResults : public CAnalysisModelessDialog {
 
   bool Summary();
   bool SummaryView();
-  bool DescriptiveStatistics();
+  virtual bool DescriptiveStatistics();
   bool XScoreSpreadsheet();
   bool YScoreSpreadsheet();
   bool XWeightSpreadsheet();
@@ -116,7 +116,7 @@ class CPLSResults : public CAnalysisModelessDialog {
   bool Coefficients();
   virtual bool Predictions();
   bool Residuals();
-  bool SpreadsheetOfImportanceOfPredictors();
+  virtual bool SpreadsheetOfImportanceOfPredictors();
   bool GraphOfImportanceOfPredictors();
   bool TSquareChart();
   bool TSquareSpreadsheet();

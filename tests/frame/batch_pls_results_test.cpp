@@ -157,6 +157,29 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   ASSERT_EQ(eigenvalues.rows.size(), 2u);
   EXPECT_NEAR(Cell(eigenvalues, 0, 1) + Cell(eigenvalues, 1, 1), Cell(eigenvalues, 1, 3), 1e-9);
 
+  // Descriptive statistics per variable and time, time-major: x1 at time 20 is row J.
+  ASSERT_TRUE(fake::Run(twin, "DescriptiveStatistics"));
+  const Spreadsheet& statistics = analysis.Sheet("Descriptive statistics");
+  ASSERT_EQ(statistics.rows.size(), 3u * kTimes);
+  EXPECT_EQ(statistics.rows[3].label, "x1");
+  EXPECT_EQ(std::get<std::string>(statistics.rows[3].cells[0]), "20");
+  EXPECT_NEAR(Cell(statistics, 3, 2), 3.0, 1e-12);
+  EXPECT_NEAR(Cell(statistics, 3, 3), s, 1e-12);
+
+  // The variables' importances over time add up to 1, so their powers² average 1.
+  ASSERT_TRUE(fake::Run(twin, "SpreadsheetOfImportanceOfPredictors"));
+  const Spreadsheet& importance = analysis.Sheet("Variable importance");
+  ASSERT_EQ(importance.rows.size(), 3u);
+  double total = 0.0;
+  double power_squares = 0.0;
+  for (std::size_t row = 0; row < 3; ++row) {
+    total += Cell(importance, row, 0);
+    power_squares += Cell(importance, row, 1) * Cell(importance, row, 1) / 3.0;
+  }
+  EXPECT_NEAR(total, 1.0, 1e-12);
+  EXPECT_NEAR(power_squares, 1.0, 1e-12);
+  EXPECT_GE(Cell(importance, 0, 0), Cell(importance, 1, 0));
+
   Put(twin, "VariableForTrajectory", std::string("x9"));
   EXPECT_FALSE(fake::Run(twin, "VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
