@@ -221,9 +221,6 @@ TEST_F(BatchWisePLSTest, EveryBatchAndTimeIsAnObservationWhoseDependentIsTheTime
       y(i * kTimes + k, 0) = 10.0 * static_cast<double>(k + 1);
     }
   }
-  for (std::size_t row = 0; row < y.rows(); ++row) {
-    EXPECT_EQ(model_.dependents().x(row, 0), y(row, 0));
-  }
   // Means and deviations are per variable over all 60 observations.
   const testing::ColumnStatistics stats = testing::ComputeColumnStatistics(x);
   for (std::size_t j = 0; j < kVariables; ++j) {
@@ -236,16 +233,6 @@ TEST_F(BatchWisePLSTest, EveryBatchAndTimeIsAnObservationWhoseDependentIsTheTime
   // Variable trajectories are the data as read, batches × times.
   const DMatrix values = model_.TrajectoryValues(1);
   EXPECT_EQ(values(3, 2), unfolded_(3, 2 * kVariables + 1));
-}
-
-TEST_F(BatchWisePLSTest, WithoutATimeVariableTheDependentCountsTheCasesFromZero) {
-  options_.time_variable.clear();
-  Fit();
-  const DMatrix& time = model_.dependents().x;
-  ASSERT_EQ(time.rows(), kBatches * kTimes);
-  for (std::size_t row = 0; row < time.rows(); ++row) {
-    EXPECT_EQ(time(row, 0), static_cast<double>(row % kTimes));
-  }
 }
 
 TEST_F(BatchWisePLSTest, ScreenedRowsThatLeaveOneTimeStopForItsVariance) {
