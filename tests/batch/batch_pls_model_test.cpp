@@ -31,7 +31,7 @@ void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table, std::vector<d
       quality[i] += unfolded(i, c) * (c % 2 == 0 ? 0.5 : -0.25);
     }
   }
-  std::vector<double> batch, time, mark, y;
+  std::vector<double> batch, time, mark, y, grade;
   std::vector<std::vector<double>> values(kVariables);
   for (std::size_t k = 0; k < kTimes; ++k) {
     for (std::size_t i = kBatches; i-- > 0;) {
@@ -39,6 +39,7 @@ void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table, std::vector<d
       time.push_back(10.0 * static_cast<double>(k + 1));
       mark.push_back(k + 1 == kTimes ? 1.0 : 0.0);
       y.push_back(k + 1 == kTimes ? quality[i] : -1.0);
+      grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
       for (std::size_t j = 0; j < kVariables; ++j) {
         values[j].push_back(unfolded(i, k * kVariables + j));
       }
@@ -51,6 +52,7 @@ void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table, std::vector<d
   }
   table.AddVariable("mark", mark);
   table.AddVariable("quality", y);
+  table.AddVariable("grade", grade);
 }
 
 StartupOptions BatchOptions() {
@@ -149,6 +151,21 @@ TEST_F(TimeWisePLSTest, WithoutAnIdentifierEveryTimeCarriesADependentColumn) {
   EXPECT_EQ(model_.dependents().removed_columns,
             (std::vector<bool>{true, true, true, true, false}));
   EXPECT_EQ(model_.engine().ActiveYColumns(), 1);
+}
+
+TEST_F(TimeWisePLSTest, ACategoricalDependentMakesAClassificationPerSlot) {
+  options_.dependent_variables = {"grade"};
+  options_.categorical_variables = {"grade"};
+  Fit();
+  ASSERT_EQ(model_.ModelType(), PLSModelType::kClassification);
+  EXPECT_EQ(model_.dependents().column_names,
+            (std::vector<std::string>{"grade: 1 {1}", "grade: 2 {1}"}));
+  // The two dummy columns of one slot are each other's complement.
+  for (std::size_t i = 0; i < kBatches; ++i) {
+    EXPECT_EQ(model_.dependents().x(i, 0) + model_.dependents().x(i, 1), 1.0);
+    EXPECT_EQ(model_.dependents().x(i, 1), quality_[i] > 0.0 ? 1.0 : 0.0);
+  }
+  EXPECT_EQ(model_.engine().ComponentCount(), 2);
 }
 
 TEST_F(TimeWisePLSTest, TrajectoriesRebuildTheDataFromTheFit) {
