@@ -61,7 +61,7 @@ class PLSResults : public AutomationObject {
 
   bool Summary();
   bool SummaryView();
-  virtual bool DescriptiveStatistics();
+  bool DescriptiveStatistics();
   bool XScoreSpreadsheet();
   bool YScoreSpreadsheet();
   bool XWeightSpreadsheet();
