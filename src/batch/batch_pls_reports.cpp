@@ -414,6 +414,18 @@ Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data) {
   return sheet;
 }
 
+Spreadsheet BatchPLSDistanceSpreadsheet(const BatchPLSReportData& data,
+                                        const PLSMonitoring& monitoring) {
+  Spreadsheet sheet = PLSDistanceSpreadsheet(data.pls, monitoring);
+  if (OneRowPerBatch(data.batch)) sheet.row_header = ReportText(MessageId::kBatchHeader);
+  sheet.columns.push_back(ReportText(MessageId::kT2Series));
+  const std::vector<std::size_t> rows = ModelRows(data.pls.engine);
+  for (std::size_t index = 0; index < rows.size() && index < sheet.rows.size(); ++index) {
+    sheet.rows[index].cells.push_back(NumberCell(monitoring.t2[rows[index]]));
+  }
+  return sheet;
+}
+
 Graph BatchPLSDistanceLineplot(const BatchPLSReportData& data, const PLSMonitoring& monitoring) {
   Graph graph;
   graph.type = GraphType::kLine;

@@ -80,6 +80,9 @@ Spreadsheet BatchVariableImportance(const BatchPLSReportData& data, bool sorted)
 
 /// The centred and scaled predictor matrix the model is fitted to ("Scaled (processed) data").
 Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data);
+/// "Distance to model" with each observation's T² beside its distance.
+Spreadsheet BatchPLSDistanceSpreadsheet(const BatchPLSReportData& data,
+                                        const PLSMonitoring& monitoring);
 /// The distance to the model of every observation as a line.
 Graph BatchPLSDistanceLineplot(const BatchPLSReportData& data, const PLSMonitoring& monitoring);
 

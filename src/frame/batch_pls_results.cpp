@@ -1,6 +1,7 @@
 #include "frame/batch_pls_results.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "batch/bmpls_model.hpp"
@@ -373,6 +374,17 @@ bool CBatchPLSResults::LineplotsOfDToModel() {
 
 bool CBatchPLSResults::ScaledData() {
   Route(BatchPLSScaledData(report_data()));
+  return true;
+}
+
+bool CBatchPLSResults::DToModelSpreadsheet() {
+  PLSMonitoring monitoring;
+  if (!Monitoring(monitoring)) return false;
+  Route(BatchPLSDistanceSpreadsheet(report_data(), monitoring));
+  const double pooled = monitoring.distance.pooled;
+  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
+    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
+  }
   return true;
 }
 

@@ -106,6 +106,8 @@ class CBatchPLSResults : public CPLSResults {
   bool ScatterplotsOfLoadings();
   bool LineplotsOfDToModel();
   bool ScaledData();
+  /// "Distance to model" with the T² of each observation beside its distance.
+  bool DToModelSpreadsheet() override;
   /// The score charts with their limits: over the batches (one row per batch), or over time
   /// between per-time limits (one row per batch and time).
   virtual bool ScoreControlChart();

@@ -122,7 +122,7 @@ class CPLSResults : public CAnalysisModelessDialog {
   bool TSquareSpreadsheet();
   virtual bool SPEQChart();
   virtual bool SPEQSpreadsheet();
-  bool DToModelSpreadsheet();
+  virtual bool DToModelSpreadsheet();
   bool BarChartOfDToModel();
   bool ScoreControlSpreadsheet();
   bool ContributionSpreadsheet();

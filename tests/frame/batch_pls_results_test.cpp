@@ -180,6 +180,16 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_NEAR(power_squares, 1.0, 1e-12);
   EXPECT_GE(Cell(importance, 0, 0), Cell(importance, 1, 0));
 
+  // Distance to model per batch with T² beside it. Each component adds sum (t / s)² = N - 1 over
+  // the batches (s is the sample deviation of centred scores), so the T² add up to A (N - 1).
+  ASSERT_TRUE(fake::Run(twin, "DToModelSpreadsheet"));
+  const Spreadsheet& distance = analysis.Sheet("Distance to model");
+  EXPECT_EQ(distance.row_header, "Batch");
+  ASSERT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
+  double t2_sum = 0.0;
+  for (std::size_t row = 0; row < kBatches; ++row) t2_sum += Cell(distance, row, 1);
+  EXPECT_NEAR(t2_sum, 2.0 * (kBatches - 1), 1e-9);
+
   Put(twin, "VariableForTrajectory", std::string("x9"));
   EXPECT_FALSE(fake::Run(twin, "VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
