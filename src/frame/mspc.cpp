@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/batch_pls_results.hpp"
 #include "frame/define_mspc.hpp"
 #include "frame/model_startup.hpp"
 #include "frame/mpca_results.hpp"
@@ -35,6 +36,11 @@ std::unique_ptr<AnalysisDialog> MakeFittedModelDialog(CMSPC& analysis,
     if (details) return std::make_unique<CPCADetails>(analysis, kStepTMPCAResults, "TMPCADetails");
     return std::make_unique<CMPCAResults>(analysis);
   }
+  if (kind == ModelKind::kTMPLS) {
+    if (details) return std::make_unique<CPLSDetails>(analysis, "TMPLSDetails", kStepTMPLSResults);
+    return std::make_unique<CTMPLSResults>(analysis);
+  }
+  if (kind == ModelKind::kBMPLS && !details) return std::make_unique<CBMPLSResults>(analysis);
   return nullptr;
 }
 

@@ -420,16 +420,18 @@ bool CPLSResults::AutoFitMoreComponents() {
   return true;
 }
 
+int CPLSResults::DetailsStep() const { return kStepPLSDetails; }
+
 bool CPLSResults::Details() {
   model();
-  analysis().ExitDialog(kStepPLSDetails, kDirectionForward, 0);
+  analysis().ExitDialog(DetailsStep(), kDirectionForward, 0);
   return true;
 }
 
 // ---------------------------------------------------------------------------------------------
 // PLS Details.
 
-std::string PLSDetails::TwinName() const { return "PLSDetails"; }
+std::string PLSDetails::TwinName() const { return name_; }
 
 std::vector<AutomationProperty> PLSDetails::Properties() {
   return {MakeProperty("Component", *this, &PLSDetails::get_Component, &PLSDetails::put_Component)};
@@ -451,7 +453,12 @@ bool PLSDetails::Close() {
   return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
 }
 
-CPLSDetails::CPLSDetails(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPLSDetails::CPLSDetails(CMSPC& analysis) : CPLSDetails(analysis, "PLSDetails", kStepPLSResults) {}
+
+CPLSDetails::CPLSDetails(CMSPC& analysis, std::string twin_name, int results_step)
+    : CAnalysisModelessDialog(analysis),
+      results_step_(results_step),
+      twin_(*this, std::move(twin_name)) {}
 
 bool CPLSDetails::VariableStatistics() {
   const CPLSModel& model = FittedPLSModel(analysis());
@@ -472,7 +479,7 @@ bool CPLSDetails::VariableStatistics() {
 }
 
 bool CPLSDetails::Close() {
-  analysis().ExitDialog(kStepPLSResults, kDirectionBack, 0);
+  analysis().ExitDialog(results_step_, kDirectionBack, 0);
   return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/analysis_dialog.hpp"
@@ -22,7 +23,7 @@ class ProbabilityFunctions;
 /// are set by p-value or by a number of standard deviations (choosing the other kind puts that
 /// kind's defaults in place), and `ScoreType` says whose scores they are of: 0 the X scores,
 /// 1 the Y scores. Settings are checked when a report uses them.
-class PLSResults final : public AutomationObject {
+class PLSResults : public AutomationObject {
  public:
   explicit PLSResults(CPLSResults& dialog) : dialog_(dialog) {}
 
@@ -86,16 +87,18 @@ class PLSResults final : public AutomationObject {
   /// Open the PLS Details dialog; closing it comes back to Results.
   bool Details();
 
- private:
+ protected:
   bool Guarded(bool (CPLSResults::*command)());
   PLSReportOptions& options() const;
 
+ private:
   CPLSResults& dialog_;
 };
 
 /// The PLS Results dialog (step 112): the reports of the current PLS model and the commands
-/// that change its number of components. Its settings live in the model.
-class CPLSResults final : public CAnalysisModelessDialog {
+/// that change its number of components. Its settings live in the model. The Results dialogs of
+/// the batch PLS models derive from it and replace the commands whose reports differ.
+class CPLSResults : public CAnalysisModelessDialog {
  public:
   explicit CPLSResults(CMSPC& analysis);
 
@@ -105,21 +108,21 @@ class CPLSResults final : public CAnalysisModelessDialog {
 
   bool Summary();
   bool SummaryView();
-  bool DescriptiveStatistics();
+  virtual bool DescriptiveStatistics();
   bool XScoreSpreadsheet();
   bool YScoreSpreadsheet();
   bool XWeightSpreadsheet();
   bool LoadingSpreadsheet();
   bool Coefficients();
-  bool Predictions();
+  virtual bool Predictions();
   bool Residuals();
-  bool SpreadsheetOfImportanceOfPredictors();
+  virtual bool SpreadsheetOfImportanceOfPredictors();
   bool GraphOfImportanceOfPredictors();
   bool TSquareChart();
   bool TSquareSpreadsheet();
-  bool SPEQChart();
-  bool SPEQSpreadsheet();
-  bool DToModelSpreadsheet();
+  virtual bool SPEQChart();
+  virtual bool SPEQSpreadsheet();
+  virtual bool DToModelSpreadsheet();
   bool BarChartOfDToModel();
   bool ScoreControlSpreadsheet();
   bool ContributionSpreadsheet();
@@ -130,7 +133,9 @@ class CPLSResults final : public CAnalysisModelessDialog {
   bool AutoFitMoreComponents();
   bool Details();
 
- private:
+ protected:
+  /// The step of the kind's Details dialog.
+  virtual int DetailsStep() const;
   void Route(const RoutedOutput& output);
   bool Refuse(MessageId id, const std::string& text);
   bool HasComponents();
@@ -139,13 +144,14 @@ class CPLSResults final : public CAnalysisModelessDialog {
   bool Monitoring(PLSMonitoring& monitoring);
   bool ResolveContribution(std::size_t& row, std::vector<int>& components);
 
+ private:
   PLSResults twin_;
 };
 
 /// Automation twin of the PLS Details dialog: per-variable statistics of one component.
 class PLSDetails final : public AutomationObject {
  public:
-  explicit PLSDetails(CPLSDetails& dialog) : dialog_(dialog) {}
+  PLSDetails(CPLSDetails& dialog, std::string name) : dialog_(dialog), name_(std::move(name)) {}
 
   std::string TwinName() const override;
   std::vector<AutomationProperty> Properties() override;
@@ -162,12 +168,16 @@ class PLSDetails final : public AutomationObject {
 
  private:
   CPLSDetails& dialog_;
+  std::string name_;
 };
 
-/// The PLS Details dialog (step 113), opened from PLS Results and returning to it.
+/// The PLS Details dialog (step 113), opened from PLS Results and returning to it; the TMPLS
+/// Details dialog (step 116) is the same dialog over a TMPLS model, returning to its Results.
 class CPLSDetails final : public CAnalysisModelessDialog {
  public:
   explicit CPLSDetails(CMSPC& analysis);
+  /// The Details dialog under the twin name `twin_name`, returning to `results_step`.
+  CPLSDetails(CMSPC& analysis, std::string twin_name, int results_step);
 
   AutomationObject& Automation() override { return twin_; }
   int component() const { return component_; }
@@ -178,6 +188,7 @@ class CPLSDetails final : public CAnalysisModelessDialog {
 
  private:
   int component_ = 0;
+  int results_step_;
   PLSDetails twin_;
 };
 

@@ -187,6 +187,14 @@ enum class MessageId : int {
   kDescriptiveStatisticsDependents = 4233,
   kDescriptiveStatisticsPredictors = 4234,
   kScoreTypeOutOfRange = 4235,
+  // Reports of the batch PLS models.
+  kTimePredictedColumn = 4236,
+  kScoreTrajectorySpreadsheetTitle = 4237,
+  kScoreTrajectoryPlotTitle = 4238,
+  kSPEByTimeTitle = 4239,
+  kColumnDegreesOfFreedom = 4240,
+  kSeriesControlLine = 4241,
+  kSeriesWarningLine = 4242,
   // PCA results and details reports.
   kNumberOfComponents = 3300,
   kPCASummaryTitle = 3301,

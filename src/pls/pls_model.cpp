@@ -174,20 +174,18 @@ void CPLSModel::Run(const StartupOptions& options) {
     throw AnalysisStop::With(*refusal);
   }
   PreparedBlocks blocks = PrepareBlocks(analysis(), *data_reader(), options, removal_notes_);
+  FitBlocks(std::move(blocks.x), std::move(blocks.y), fit_options);
+}
 
+void CPLSModel::FitBlocks(WorkingData x, WorkingData y, const PLSFitOptions& fit_options) {
   PLSEngine engine(fit_options);
   engine.SetProgress(analysis().host().progress);
   engine.SetRandomSource(analysis().host().random);
-  PLSExclusions exclusions{
-      blocks.x.removed_cases, blocks.x.removed_columns, blocks.y.removed_columns};
-  engine.CenterAndScale(blocks.x.x,
-                        blocks.y.x,
-                        {blocks.x.mean, blocks.x.scale},
-                        {blocks.y.mean, blocks.y.scale},
-                        std::move(exclusions));
+  PLSExclusions exclusions{x.removed_cases, x.removed_columns, y.removed_columns};
+  engine.CenterAndScale(x.x, y.x, {x.mean, x.scale}, {y.mean, y.scale}, std::move(exclusions));
   // The prepared data become the model's only now, so a failed preparation leaves nothing.
-  predictors_ = std::move(blocks.x);
-  dependents_ = std::move(blocks.y);
+  predictors_ = std::move(x);
+  dependents_ = std::move(y);
   engine_ = std::move(engine);
   prepared_ = true;
   engine_.AutoFit();

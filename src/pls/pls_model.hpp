@@ -39,7 +39,12 @@ class CPLSModel : public CMultivariate {
   /// What the reports read.
   PLSReportData report_data() const { return {engine_, predictors_, dependents_}; }
 
- private:
+ protected:
+  /// Make the screened and scaled blocks the model's and fit components by `fit_options`. The
+  /// blocks become the model's only here, so a preparation that stopped before leaves nothing.
+  /// A cancel during the fit (`UserAbort`) keeps the components stored before it.
+  void FitBlocks(WorkingData x, WorkingData y, const PLSFitOptions& fit_options);
+
   RemovalNotes removal_notes_;
   WorkingData predictors_;
   WorkingData dependents_;

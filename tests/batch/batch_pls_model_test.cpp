@@ -1,0 +1,341 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "batch/bmpls_model.hpp"
+#include "batch/mpls_model.hpp"
+#include "pca/pca_test_support.hpp"
+#include "platform/boost_probability.hpp"
+#include "support/fake_data_table.hpp"
+#include "support/recording_host.hpp"
+
+namespace mspc {
+namespace {
+
+constexpr std::size_t kBatches = 12;
+constexpr std::size_t kTimes = 5;
+constexpr std::size_t kVariables = 3;
+constexpr double kClose = 1e-9;
+
+// A long table of an unfolded matrix (batches × (time, variable)): cases run time-major with the
+// batches backwards, batch i has the code 100 + i and time k the code 10 (k + 1). The dependent
+// "quality" is recorded in every case but marked ("mark" = 1) only at the last time, where it
+// is a linear function of the batch's course.
+void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table, std::vector<double>& quality) {
+  quality.assign(kBatches, 0.0);
+  for (std::size_t i = 0; i < kBatches; ++i) {
+    for (std::size_t c = 0; c < unfolded.cols(); ++c) {
+      quality[i] += unfolded(i, c) * (c % 2 == 0 ? 0.5 : -0.25);
+    }
+  }
+  std::vector<double> batch, time, mark, y, grade;
+  std::vector<std::vector<double>> values(kVariables);
+  for (std::size_t k = 0; k < kTimes; ++k) {
+    for (std::size_t i = kBatches; i-- > 0;) {
+      batch.push_back(100.0 + static_cast<double>(i));
+      time.push_back(10.0 * static_cast<double>(k + 1));
+      mark.push_back(k + 1 == kTimes ? 1.0 : 0.0);
+      y.push_back(k + 1 == kTimes ? quality[i] : -1.0);
+      grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
+      for (std::size_t j = 0; j < kVariables; ++j) {
+        values[j].push_back(unfolded(i, k * kVariables + j));
+      }
+    }
+  }
+  table.AddVariable("batch", batch);
+  table.AddVariable("time", time);
+  for (std::size_t j = 0; j < kVariables; ++j) {
+    table.AddVariable("x" + std::to_string(j + 1), values[j]);
+  }
+  table.AddVariable("mark", mark);
+  table.AddVariable("quality", y);
+  table.AddVariable("grade", grade);
+}
+
+StartupOptions BatchOptions() {
+  StartupOptions options;
+  options.batch_variable = "batch";
+  options.time_variable = "time";
+  options.component_mode = ComponentMode::FixedNumberOfComponents;
+  options.num_components = 2;
+  options.cross_validation = CrossValidationMethod::CrossValidationOff;
+  options.convergence_criterion = 1e-14;
+  options.max_iterations = 1000;
+  return options;
+}
+
+// A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics.
+PLSEngine ReferenceFit(const DMatrix& x, const DMatrix& y, int components) {
+  const testing::ColumnStatistics x_stats = testing::ComputeColumnStatistics(x);
+  const testing::ColumnStatistics y_stats = testing::ComputeColumnStatistics(y);
+  PLSFitOptions options;
+  options.mode = PLSFitMode::kFixedNumber;
+  options.num_components = components;
+  options.cross_validation = false;
+  options.convergence = 1e-14;
+  options.max_iterations = 1000;
+  PLSEngine engine(options);
+  engine.CenterAndScale(x, y, {x_stats.mean, x_stats.sd}, {y_stats.mean, y_stats.sd});
+  engine.AutoFit();
+  return engine;
+}
+
+void ExpectSameScores(const PLSEngine& fitted, const PLSEngine& reference) {
+  ASSERT_EQ(fitted.ComponentCount(), reference.ComponentCount());
+  const DMatrix t = fitted.XScores();
+  const DMatrix t_reference = reference.XScores();
+  ASSERT_EQ(t.rows(), t_reference.rows());
+  for (std::size_t row = 0; row < t.rows(); ++row) {
+    for (std::size_t a = 0; a < t.cols(); ++a) EXPECT_NEAR(t(row, a), t_reference(row, a), 1e-8);
+  }
+}
+
+class TimeWisePLSTest : public ::testing::Test {
+ protected:
+  TimeWisePLSTest()
+      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 17)) {
+    WriteLongTable(unfolded_, table_, quality_);
+    analysis_.InitCommons(host_.Services(&table_, true));
+    options_ = BatchOptions();
+    options_.predictor_variables = {"x1", "x2", "x3"};
+    options_.dependent_variables = {"quality"};
+    options_.dependent_identifier = "mark";
+    options_.dependent_identifier_code = 1.0;
+  }
+
+  void Fit() {
+    model_.ApplyOptions(options_);
+    model_.Run(options_);
+  }
+
+  DMatrix unfolded_;
+  std::vector<double> quality_;
+  FakeDataTable table_;
+  RecordingHost host_;
+  CAnalysisSupport analysis_;
+  StartupOptions options_;
+  CMPLSModel model_{&analysis_};
+};
+
+TEST_F(TimeWisePLSTest, FitEqualsAPLSOfTheBlocksUnfoldedByHand) {
+  Fit();
+  ASSERT_TRUE(model_.IsFitted());
+  EXPECT_EQ(model_.predictors().column_names[4], "x2 {20}");
+  EXPECT_EQ(model_.dependents().column_names, std::vector<std::string>{"quality {1}"});
+  DMatrix y(kBatches, 1);
+  for (std::size_t i = 0; i < kBatches; ++i) y(i, 0) = quality_[i];
+  ExpectSameScores(model_.engine(), ReferenceFit(unfolded_, y, 2));
+  // The batch rows are labelled by their codes, in code order.
+  EXPECT_EQ(model_.predictors().case_names.front(), "100");
+}
+
+TEST_F(TimeWisePLSTest, WithoutAnIdentifierEveryTimeCarriesADependentColumn) {
+  options_.dependent_identifier.clear();
+  // Before the last time the recorded value is constant: the dependent's column screen names
+  // the first such column by variable and time.
+  try {
+    Fit();
+    ADD_FAILURE() << "the constant dependent columns did not stop the analysis";
+  } catch (const AnalysisStop& stop) {
+    EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
+    EXPECT_NE(stop.text().find("quality {10}"), std::string::npos) << stop.text();
+  }
+  EXPECT_FALSE(model_.IsFitted());
+  options_.auto_remove_variables = true;
+  Fit();
+  ASSERT_EQ(model_.dependents().x.cols(), kTimes);
+  EXPECT_EQ(model_.dependents().column_names[2], "quality {30}");
+  EXPECT_EQ(model_.dependents().removed_columns,
+            (std::vector<bool>{true, true, true, true, false}));
+  EXPECT_EQ(model_.engine().ActiveYColumns(), 1);
+}
+
+TEST_F(TimeWisePLSTest, ACategoricalDependentMakesAClassificationPerSlot) {
+  options_.dependent_variables = {"grade"};
+  options_.categorical_variables = {"grade"};
+  Fit();
+  ASSERT_EQ(model_.ModelType(), PLSModelType::kClassification);
+  EXPECT_EQ(model_.dependents().column_names,
+            (std::vector<std::string>{"grade: 1 {1}", "grade: 2 {1}"}));
+  // The two dummy columns of one slot are each other's complement.
+  for (std::size_t i = 0; i < kBatches; ++i) {
+    EXPECT_EQ(model_.dependents().x(i, 0) + model_.dependents().x(i, 1), 1.0);
+    EXPECT_EQ(model_.dependents().x(i, 1), quality_[i] > 0.0 ? 1.0 : 0.0);
+  }
+  EXPECT_EQ(model_.engine().ComponentCount(), 2);
+}
+
+TEST_F(TimeWisePLSTest, TrajectoriesRebuildTheDataFromTheFit) {
+  Fit();
+  for (std::size_t j = 0; j < kVariables; ++j) {
+    const DMatrix values = model_.TrajectoryValues(j);
+    ASSERT_EQ(values.rows(), kBatches);
+    ASSERT_EQ(values.cols(), kTimes);
+    for (std::size_t i = 0; i < kBatches; ++i) {
+      for (std::size_t k = 0; k < kTimes; ++k) {
+        EXPECT_NEAR(values(i, k), unfolded_(i, k * kVariables + j), kClose);
+      }
+    }
+  }
+}
+
+TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
+  Fit();
+  ASSERT_TRUE(model_.IsFitted());
+  // The second batch carries two marked cases, the others one.
+  FakeDataTable table;
+  table.AddVariable("batch", {1, 1, 2, 2, 3, 3, 4, 4});
+  table.AddVariable("time", {1, 2, 1, 2, 1, 2, 1, 2});
+  table.AddVariable("x1", {1, 2, 3, 4, 5, 6, 7, 9});
+  table.AddVariable("x2", {2, 1, 4, 3, 6, 2, 1, 1});
+  table.AddVariable("x3", {1, 1, 2, 3, 5, 4, 4, 2});
+  table.AddVariable("mark", {0, 1, 1, 1, 0, 1, 0, 1});
+  table.AddVariable("quality", {0, 1, 2, 2, 3, 3, 4, 5});
+  analysis_.SetInputTable(&table);
+  EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kUnequalDependentValues);
+  EXPECT_FALSE(model_.IsFitted());
+  EXPECT_EQ(model_.batch_data().num_batches, 0u);
+}
+
+class BatchWisePLSTest : public ::testing::Test {
+ protected:
+  BatchWisePLSTest()
+      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 5)) {
+    std::vector<double> unused;
+    WriteLongTable(unfolded_, table_, unused);
+    analysis_.InitCommons(host_.Services(&table_, true));
+    options_ = BatchOptions();
+    options_.variables = {"x1", "x2", "x3"};
+  }
+
+  void Fit() {
+    model_.ApplyOptions(options_);
+    model_.Run(options_);
+  }
+
+  DMatrix unfolded_;
+  FakeDataTable table_;
+  RecordingHost host_;
+  CAnalysisSupport analysis_;
+  StartupOptions options_;
+  CBMPLSModel model_{&analysis_};
+  platform::BoostProbability probability_;
+};
+
+TEST_F(BatchWisePLSTest, EveryBatchAndTimeIsAnObservationWhoseDependentIsTheTime) {
+  Fit();
+  ASSERT_TRUE(model_.IsFitted());
+  DMatrix x(kBatches * kTimes, kVariables);
+  DMatrix y(kBatches * kTimes, 1);
+  for (std::size_t i = 0; i < kBatches; ++i) {
+    for (std::size_t k = 0; k < kTimes; ++k) {
+      for (std::size_t j = 0; j < kVariables; ++j) {
+        x(i * kTimes + k, j) = unfolded_(i, k * kVariables + j);
+      }
+      y(i * kTimes + k, 0) = 10.0 * static_cast<double>(k + 1);
+    }
+  }
+  // Means and deviations are per variable over all 60 observations.
+  const testing::ColumnStatistics stats = testing::ComputeColumnStatistics(x);
+  for (std::size_t j = 0; j < kVariables; ++j) {
+    EXPECT_NEAR(model_.predictors().mean[j], stats.mean[j], 1e-12);
+    EXPECT_NEAR(model_.predictors().scale[j], stats.sd[j], 1e-12);
+  }
+  ExpectSameScores(model_.engine(), ReferenceFit(x, y, 2));
+  EXPECT_EQ(model_.predictors().case_names[kTimes + 1], "101 {20}");
+
+  // Variable trajectories are the data as read, batches × times.
+  const DMatrix values = model_.TrajectoryValues(1);
+  EXPECT_EQ(values(3, 2), unfolded_(3, 2 * kVariables + 1));
+}
+
+TEST_F(BatchWisePLSTest, ScreenedRowsThatLeaveOneTimeStopForItsVariance) {
+  // Every case after the first time has only x1: with automatic removal those observations go,
+  // and the time that remains is constant.
+  FakeDataTable table;
+  std::vector<double> batch, time, x1, x2;
+  for (int i = 0; i < 6; ++i) {
+    for (int k = 0; k < 3; ++k) {
+      batch.push_back(i);
+      time.push_back(k);
+      x1.push_back(i * 0.5 + k + (i % 3));
+      x2.push_back(k == 0 ? i * i * 0.1 : kMissingValue);
+    }
+  }
+  table.AddVariable("batch", batch);
+  table.AddVariable("time", time);
+  table.AddVariable("x1", x1);
+  table.AddVariable("x2", x2);
+  analysis_.SetInputTable(&table);
+  options_.variables = {"x1", "x2"};
+  options_.auto_remove_cases = true;
+  EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kNoTimeVariance);
+  EXPECT_FALSE(model_.IsFitted());
+}
+
+TEST_F(BatchWisePLSTest, ScoreAndSPELinesAreOfEachTimeAlone) {
+  Fit();
+  const ScoreLimitOptions by_deviation =
+      ScoreLimitOptions::Defaults(ScoreLimitType::kStandardDeviations);
+  const TimeLimits scores = model_.ScoreTrajectory(1, by_deviation, probability_);
+  ASSERT_EQ(scores.values.rows(), kBatches);
+  ASSERT_EQ(scores.limits.size(), kTimes);
+  for (std::size_t k = 0; k < kTimes; ++k) {
+    // The scores of a time are those of its rows, and its degrees of freedom are I - 1.
+    EXPECT_EQ(scores.values(4, k), model_.engine().Nodes()[0].t[4 * kTimes + k]);
+    EXPECT_EQ(scores.limits[k].degrees_of_freedom, static_cast<int>(kBatches) - 1);
+  }
+  const TimeLimits spe = model_.SPEByTime(ChartLimitOptions{}, probability_);
+  const std::vector<double> all =
+      ComputeSPE(model_.engine().XResiduals(), model_.engine().ExcludedRows(), {});
+  EXPECT_NEAR(spe.values(7, 3), all[7 * kTimes + 3], 1e-12);
+  EXPECT_GT(spe.limits[0].control_line, spe.limits[0].warning_line);
+}
+
+TEST(ScoreLimitsByTime, HandComputedBandsAroundEachTimesMean) {
+  platform::BoostProbability probability;
+  // Time 0 holds 1..5 (mean 3, s = sqrt(2.5)); time 1 holds one score; time 2 is 1..5 + 10.
+  DMatrix scores(5, 3, kMissingValue);
+  for (std::size_t i = 0; i < 5; ++i) {
+    scores(i, 0) = static_cast<double>(i + 1);
+    scores(i, 2) = static_cast<double>(i + 11);
+  }
+  scores(2, 1) = 4.0;
+  const double s = std::sqrt(2.5);
+  const auto deviation = ScoreLimitsByTime(
+      scores, ScoreLimitOptions::Defaults(ScoreLimitType::kStandardDeviations), probability);
+  EXPECT_NEAR(deviation[0].standard_deviation, s, 1e-12);
+  EXPECT_EQ(deviation[0].degrees_of_freedom, 4);
+  EXPECT_NEAR(deviation[0].upper_control, 3.0 + 3.0 * s, 1e-12);
+  EXPECT_NEAR(deviation[0].lower_warning, 3.0 - 2.0 * s, 1e-12);
+  EXPECT_TRUE(IsMissing(deviation[1].upper_control));
+  EXPECT_EQ(deviation[1].degrees_of_freedom, 0);
+  EXPECT_NEAR(deviation[2].upper_control, 13.0 + 3.0 * s, 1e-12);
+
+  // By p-value: t(0.995; 4) = 4.604094 (tables of Student's t), centred on the time's mean.
+  const auto p_value = ScoreLimitsByTime(scores, ScoreLimitOptions{}, probability);
+  EXPECT_NEAR(p_value[2].upper_control, 13.0 + 4.604094 * s, 1e-5);
+  EXPECT_NEAR(p_value[2].lower_control, 13.0 - 4.604094 * s, 1e-5);
+}
+
+TEST(SPELimitsByTime, EachTimeScalesWithItsOwnValues) {
+  platform::BoostProbability probability;
+  DMatrix spe(4, 3, kMissingValue);
+  const double base[] = {0.5, 1.0, 2.0, 4.5};
+  for (std::size_t i = 0; i < 4; ++i) {
+    spe(i, 0) = base[i];
+    spe(i, 1) = 3.0 * base[i];  // g triples and h stays: the lines triple
+  }
+  spe(0, 2) = 1.0;
+  const auto limits = SPELimitsByTime(spe, ChartLimitOptions{}, probability);
+  EXPECT_NEAR(limits[1].control_line, 3.0 * limits[0].control_line, 1e-9);
+  EXPECT_NEAR(limits[1].warning_line, 3.0 * limits[0].warning_line, 1e-9);
+  EXPECT_GT(limits[0].control_line, 4.5 * 0.5);
+  EXPECT_TRUE(IsMissing(limits[2].control_line));
+}
+
+}  // namespace
+}  // namespace mspc
