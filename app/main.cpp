@@ -91,11 +91,8 @@ CLI::App* AddBatchFit(CLI::App* fit,
   command->add_option("--epsilon", arguments->epsilon, "Convergence criterion (0-1)");
   command->add_option("--control", arguments->control, "T² and SPE(Q) control limit, percent");
   command->add_option("--warning", arguments->warning, "Warning limit, percent (0: none)");
-  if (arguments->kind == mspc::platform::BatchKind::kTMPCA) {
-    command->add_option("--trajectory",
-                        arguments->trajectory,
-                        "Variable of the trajectory report (default: first)");
-  }
+  command->add_option(
+      "--trajectory", arguments->trajectory, "Variable of the trajectory report (default: first)");
   command->add_option("--out", request->out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(command, &request->formats);
   return command;

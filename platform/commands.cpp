@@ -166,6 +166,17 @@ const std::vector<std::string>& CommonTMPCAReports() {
   return reports;
 }
 
+const std::vector<std::string>& CommonBatchReports(BatchKind kind) {
+  if (kind == BatchKind::kTMPCA) return CommonTMPCAReports();
+  // The batch PLS kinds add the trajectory of a process variable and the scores over time.
+  static const std::vector<std::string> batch_pls = [] {
+    std::vector<std::string> reports = CommonPLSReports();
+    reports.insert(reports.end(), {"VariableTrajectorySpreadsheet", "ScoreControlChartSheet"});
+    return reports;
+  }();
+  return batch_pls;
+}
+
 namespace {
 
 struct BatchKindNames {
@@ -229,8 +240,7 @@ Script BuildFitBatchScript(const FitBatchArguments& arguments) {
   AddFitOptions(arguments, startup);
 
   Settings results = ChartLimitSettings(arguments);
-  const bool time_wise_pca = arguments.kind == BatchKind::kTMPCA;
-  if (time_wise_pca && !arguments.trajectory.empty()) {
+  if (!arguments.trajectory.empty()) {
     results.emplace_back("VariableForTrajectory", arguments.trajectory);
   }
 
@@ -238,9 +248,7 @@ Script BuildFitBatchScript(const FitBatchArguments& arguments) {
   script.data = arguments.data;
   script.steps = {Entry("MSPCStartup", {{"SelectedKind", names.row}}, {"OK"}),
                   Entry(names.startup, std::move(startup), {"OK"}),
-                  Entry(names.results,
-                        std::move(results),
-                        time_wise_pca ? CommonTMPCAReports() : CommonPLSReports())};
+                  Entry(names.results, std::move(results), CommonBatchReports(arguments.kind))};
   NumberEntries(script);
   return script;
 }

@@ -93,10 +93,13 @@ struct FitBatchArguments {
 /// SPE(Q) charts and spreadsheets, distance to the model with T², variable importance, the
 /// trajectory spreadsheet and the contributions of the batch with the largest T².
 const std::vector<std::string>& CommonTMPCAReports();
+/// The reports `fit tmpca|tmpls|bmpls` asks for: the TMPCA list, or the PLS list with the
+/// variable trajectory and the score trajectories of the batch PLS kinds.
+const std::vector<std::string>& CommonBatchReports(BatchKind kind);
 
 /// The script of `fit tmpca|tmpls|bmpls`: MSPC Startup (the kind's row), the kind's Startup with
 /// the batch roles and options given (unqualified variables and cases removed automatically),
-/// and the kind's Results with its common reports (TMPLS and BMPLS: those of PLS).
+/// and the kind's Results with `CommonBatchReports`.
 Script BuildFitBatchScript(const FitBatchArguments& arguments);
 
 /// Give a batch Startup entry that names no process variables every continuous variable of

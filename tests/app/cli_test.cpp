@@ -412,6 +412,35 @@ TEST(CommandLineFitTMPCA, WritesScoresDistanceT2AndTrajectoriesPerBatch) {
   EXPECT_EQ(importance["rows"][2]["label"], "x3");
 }
 
+TEST(CommandLineFitBatchPLS, TimeIsPredictedByBatchAndDependentsPerTimeByTimeWise) {
+  TempFolder folder;
+  const std::string data = folder.Write("batches.csv", BatchCsv());
+  // Batch-wise: x1 rises with the time, so the time is predicted in time order.
+  CliRun run = RunCli(folder,
+                      "fit bmpls --data " + Quoted(data) +
+                          " --batch batch --time time --vars x1,x2 --components 1");
+  ASSERT_EQ(run.status, 0) << run.stderr_text;
+  const json& predictions = run.Report("Predictions");
+  EXPECT_EQ(predictions["columns"][1], "Time predicted");
+  ASSERT_EQ(predictions["rows"].size(), 8u * 4u);
+  for (std::size_t row = 0; row + 1 < 4; ++row) {
+    EXPECT_LT(predictions["rows"][row]["cells"][1].get<double>(),
+              predictions["rows"][row + 1]["cells"][1].get<double>());
+  }
+  const json& scores_by_time = run.Report("Trajectory spreadsheet of t1");
+  EXPECT_EQ(scores_by_time["columns"], json::array({"10", "20", "30", "40"}));
+
+  // Time-wise: x2 at each time is an affine function of x1 at that time.
+  run = RunCli(folder,
+               "fit tmpls --data " + Quoted(data) +
+                   " --batch batch --time time --vars x1,x3 --y x2 --components 1");
+  ASSERT_EQ(run.status, 0) << run.stderr_text;
+  const json& summary = run.Report("Partial Least Squares Summary");
+  EXPECT_GT(summary["rows"][0]["cells"][3].get<double>(), 0.95);
+  EXPECT_EQ(run.Report("Predictions")["columns"].size(), 4u * 3u);
+  run.Report("Trajectory spreadsheet of variable: x1");
+}
+
 TEST(CommandLineFitTMPCA, NylonBatchesOfUnequalLengthNeedTheRawDataOption) {
   const std::string data = std::string(MSPC_SOURCE_DIR) + "/examples/data/nylon/nylon.csv";
   TempFolder folder;
