@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "batch/batch_report_pieces.hpp"
 #include "frame/report_pieces.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
@@ -41,7 +42,7 @@ bool OneRowPerBatch(const BatchData& data) { return data.layout == BatchLayout::
 void TimeAxis(const BatchData& data, GraphSeries& series) {
   for (std::size_t time = 0; time < data.num_times; ++time) {
     series.x.push_back(data.time_values[time]);
-    series.labels.push_back(TimeIntervalName(data, time));
+    series.labels.push_back(TimeName(data, time));
   }
 }
 
@@ -62,7 +63,7 @@ GraphSeries RegionSeries(const BatchData& data,
   for (std::size_t time = data.num_times; time-- > 0;) {
     series.x.push_back(data.time_values[time]);
     series.y.push_back(lower[time]);
-    series.labels.push_back(TimeIntervalName(data, time));
+    series.labels.push_back(TimeName(data, time));
   }
   return series;
 }
@@ -141,13 +142,6 @@ void AddBatchSeries(const BatchData& data,
 }
 
 }  // namespace
-
-std::string TimeIntervalName(const BatchData& data, std::size_t time) {
-  if (data.has_time_variable && !data.raw) {
-    return FormatMessage(MessageId::kTimeLabelName, data.time_labels[time]);
-  }
-  return FormatMessage(MessageId::kTimeNumberName, static_cast<int>(data.time_values[time]));
-}
 
 Spreadsheet BatchPLSEigenvalues(const PLSEngine& engine) {
   Spreadsheet sheet;
@@ -326,7 +320,7 @@ Graph BatchPLSLoadingScatterplot(const BatchPLSReportData& data, int first, int 
       if (engine.IsXColumnExcluded(col)) continue;
       series.x.push_back(x[col]);
       series.y.push_back(y[col]);
-      series.labels.push_back(over_time ? TimeIntervalName(batch, time) : series.name);
+      series.labels.push_back(over_time ? TimeName(batch, time) : series.name);
     }
     graph.series.push_back(std::move(series));
   }
@@ -334,42 +328,9 @@ Graph BatchPLSLoadingScatterplot(const BatchPLSReportData& data, int first, int 
 }
 
 Spreadsheet BatchDescriptiveStatistics(const BatchPLSReportData& data) {
-  const BatchData& batch = data.batch;
-  const WorkingData& x = data.pls.predictors;
-  const std::size_t columns_per_time = batch.columns_per_time;
-  const bool has_categories = std::any_of(
-      batch.process_columns.begin(), batch.process_columns.end(), [](const BatchColumn& column) {
-        return !IsMissing(column.code);
-      });
-  Spreadsheet sheet;
-  sheet.title = ReportText(MessageId::kDescriptiveStatisticsTitle);
-  sheet.row_header = ReportText(MessageId::kRowHeaderVariable);
-  sheet.columns = {ReportText(MessageId::kTimeHeader),
-                   ReportText(MessageId::kColumnValidN),
-                   ReportText(MessageId::kColumnMean),
-                   ReportText(MessageId::kColumnStdDev),
-                   ReportText(MessageId::kColumnScalingFactor)};
-  if (has_categories) {
-    sheet.columns.push_back(ReportText(MessageId::kColumnVariableNumber));
-    sheet.columns.push_back(ReportText(MessageId::kColumnCategoryValue));
-  }
   const PLSEngine& engine = data.pls.engine;
-  for (const std::size_t col : IncludedIndices(engine.ExcludedXColumns(), engine.XCols())) {
-    const BatchColumn& column = batch.process_columns[col % columns_per_time];
-    ReportRow row{column.name,
-                  {batch.time_labels[col / columns_per_time],
-                   NumberCell(x.valid_count[col]),
-                   NumberCell(x.mean[col]),
-                   NumberCell(x.standard_deviation[col]),
-                   NumberCell(x.scale[col])}};
-    if (has_categories) {
-      // The variable's 1-based place in the selection and, for a category column, its code.
-      row.cells.push_back(NumberCell(static_cast<double>(column.source + 1)));
-      row.cells.push_back(NumberCell(column.code));
-    }
-    sheet.rows.push_back(std::move(row));
-  }
-  return sheet;
+  return DescriptiveStatisticsOverTime(
+      data.batch, data.pls.predictors, IncludedIndices(engine.ExcludedXColumns(), engine.XCols()));
 }
 
 Spreadsheet BatchVariableImportance(const BatchPLSReportData& data, bool sorted) {

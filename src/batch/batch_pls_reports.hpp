@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "batch/batch_report_pieces.hpp"
 #include "batch/trajectory.hpp"
 #include "batch/unfolding.hpp"
 #include "host/output_sink.hpp"
@@ -35,10 +36,6 @@ struct BatchPLSReportData {
   PLSReportData pls;
   const BatchData& batch;
 };
-
-/// The name of time interval `time` in plots: "Time: <label>" when a time variable gives the
-/// intervals their codes, "Time: <number>" for intervals that are only counted.
-std::string TimeIntervalName(const BatchData& data, std::size_t time);
 
 /// The eigenvalue λ_a (the variance of the X scores) of each component with the share of the
 /// sum of squares of X that it removed, and their running totals. The PLS weights have unit

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "batch/batch_report_pieces.hpp"
 #include "batch/mpca_model.hpp"
 #include "frame/report_pieces.hpp"
 #include "models/missing.hpp"
@@ -163,13 +164,6 @@ Spreadsheet WithBatchRows(Spreadsheet sheet) {
   return sheet;
 }
 
-std::string TimeName(const BatchData& data, std::size_t time) {
-  if (data.has_time_variable && !data.raw) {
-    return FormatMessage(MessageId::kTimeLabelName, data.time_labels[time]);
-  }
-  return FormatMessage(MessageId::kTimeNumberName, static_cast<int>(data.time_values[time]));
-}
-
 Spreadsheet TMPCAEigenvalues(const CMPCAModel& model) {
   Spreadsheet sheet = PCAEigenvalues(model.engine(), model.working_data());
   sheet.title = Text(MessageId::kTMPCAEigenvaluesTitle);
@@ -185,41 +179,8 @@ Spreadsheet TMPCAScoreSpreadsheet(const CMPCAModel& model) {
 }
 
 Spreadsheet TMPCADescriptiveStatistics(const CMPCAModel& model) {
-  const BatchData& batches = model.batch_data();
-  const WorkingData& data = model.working_data();
-  const std::size_t columns_per_time = batches.columns_per_time;
-  const bool has_categories =
-      std::any_of(batches.process_columns.begin(),
-                  batches.process_columns.end(),
-                  [](const BatchColumn& column) { return !std::isnan(column.code); });
-  Spreadsheet sheet;
-  sheet.title = Text(MessageId::kDescriptiveStatisticsTitle);
-  sheet.row_header = Text(MessageId::kRowHeaderVariable);
-  sheet.columns = {Text(MessageId::kTimeHeader),
-                   Text(MessageId::kColumnValidN),
-                   Text(MessageId::kColumnMean),
-                   Text(MessageId::kColumnStdDev),
-                   Text(MessageId::kColumnScalingFactor)};
-  if (has_categories) {
-    sheet.columns.push_back(Text(MessageId::kColumnVariableNumber));
-    sheet.columns.push_back(Text(MessageId::kColumnCategoryValue));
-  }
-  for (std::size_t col : ModelColumns(model.engine())) {
-    const BatchColumn& column = batches.process_columns[col % columns_per_time];
-    ReportRow row{column.name,
-                  {batches.time_labels[col / columns_per_time],
-                   NumberCell(data.valid_count[col]),
-                   NumberCell(data.mean[col]),
-                   NumberCell(data.standard_deviation[col]),
-                   NumberCell(data.scale[col])}};
-    if (has_categories) {
-      // The variable's 1-based place in the selection and, for a category column, its code.
-      row.cells.push_back(NumberCell(static_cast<double>(column.source + 1)));
-      row.cells.push_back(NumberCell(column.code));
-    }
-    sheet.rows.push_back(std::move(row));
-  }
-  return sheet;
+  return DescriptiveStatisticsOverTime(
+      model.batch_data(), model.working_data(), ModelColumns(model.engine()));
 }
 
 Spreadsheet TMPCAEigenvectorSpreadsheet(const CMPCAModel& model) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "batch/batch_report_pieces.hpp"
 #include "host/output_sink.hpp"
 #include "models/monitoring.hpp"
 
@@ -21,10 +22,6 @@ struct BatchData;
 
 /// A PCA report over the model's batches: its "Case" row header becomes "Batch".
 Spreadsheet WithBatchRows(Spreadsheet sheet);
-
-/// The name of time interval `time` in plots: "Time: <label>" when a time variable gives the
-/// intervals their codes, "Time: <number>" for intervals that are only counted.
-std::string TimeName(const BatchData& data, std::size_t time);
 
 /// Eigenvalues with their shares of the total variance of the scaled unfolded matrix.
 Spreadsheet TMPCAEigenvalues(const CMPCAModel& model);
