@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "deploy/pls_document.hpp"
 #include "frame/analysis_dialog.hpp"
 #include "frame/output_auto_update.hpp"
 #include "host/automation.hpp"
@@ -85,6 +86,11 @@ class PLSResults final : public AutomationObject {
   bool AutoFitMoreComponents();
   /// Open the PLS Details dialog; closing it comes back to Results.
   bool Details();
+  /// Write the model document, C code (its fixed comment lines) or KVB code as
+  /// `<ExportFileName>.pmml`, `.c` or `.kvb`, and show it as a text report.
+  bool CodeGeneratorPMML();
+  bool CodeGeneratorCLang();
+  bool CodeGeneratorKVB();
 
  private:
   bool Guarded(bool (CPLSResults::*command)());
@@ -129,8 +135,14 @@ class CPLSResults final : public CAnalysisModelessDialog {
   bool RemoveAllComponent();
   bool AutoFitMoreComponents();
   bool Details();
+  bool CodeGeneratorPMML();
+  bool CodeGeneratorCLang();
+  bool CodeGeneratorKVB();
 
  private:
+  /// The fitted model as its document holds it, under checked limit settings; false after
+  /// showing a refusal.
+  bool ExportModel(LoadedPLSModel& exported);
   void Route(const RoutedOutput& output);
   bool Refuse(MessageId id, const std::string& text);
   bool HasComponents();
