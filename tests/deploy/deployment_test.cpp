@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -315,53 +314,6 @@ TEST(DeploymentDialog, VariablesAreMatchedByName) {
   EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployVariablesDoNotMatch);
   EXPECT_FALSE(analysis.Deploy({renamed}));
   EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployUnknownVariable);
-}
-
-}  // namespace
-}  // namespace mspc
-
-namespace mspc {
-namespace {
-
-// Damaged copies of a good document: each is refused with a message or read as a model that
-// scores without fault; none may crash or hang.
-TEST(PCADocumentReading, DamagedDocumentsAreRefusedOrReadNeverCrash) {
-  const DMatrix raw = testing::ManufacturedData(15, 3, {2.0}, 0.3, 2);
-  const WorkingData data = testing::ContinuousData(raw, {"a", "b", "c"});
-  const std::string good = DocumentOf(testing::FittedEngine(data, 1), data);
-  const platform::PugiXmlParser parser;
-  std::mt19937_64 random(77);
-  const std::string alphabet = "<>/=\"' e+-.0123456789naifPCAScoreLoadingDataField\n&;#x";
-  int loaded = 0;
-  for (int trial = 0; trial < 3000; ++trial) {
-    std::string text = good;
-    const int edits = 1 + static_cast<int>(random() % 4);
-    for (int e = 0; e < edits; ++e) {
-      const std::size_t at = random() % text.size();
-      switch (random() % 3) {
-        case 0:
-          text[at] = alphabet[random() % alphabet.size()];
-          break;
-        case 1:
-          text.erase(at, 1 + random() % 20);
-          break;
-        default:
-          text.insert(at, 1, alphabet[random() % alphabet.size()]);
-      }
-      if (text.empty()) text = "<";
-    }
-    const XmlLoadResult result = parser.LoadText(text, true);
-    if (!result.loaded) continue;
-    try {
-      const LoadedPCAModel model = ReadPCADocument(result.root);
-      const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, raw));
-      EXPECT_EQ(scores.t2.size(), raw.rows());
-      ++loaded;
-    } catch (const AnalysisStop&) {
-    }
-  }
-  // Most single edits land in numbers and names that still read.
-  EXPECT_GT(loaded, 0);
 }
 
 }  // namespace
