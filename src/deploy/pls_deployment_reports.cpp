@@ -1,6 +1,7 @@
 #include "deploy/pls_deployment_reports.hpp"
 
 #include "host/messages.hpp"
+#include "pls/pls_coefficients.hpp"
 
 namespace mspc {
 namespace {
@@ -74,6 +75,23 @@ Spreadsheet PredictionSheet(const LoadedPLSModel& model,
       line.cells.push_back(DeployedCell(scores.y_residuals(row, k)));
     }
     sheet.rows.push_back(std::move(line));
+  }
+  // A categorical dependent is predicted as the category whose dummy column predicts highest.
+  for (std::size_t f = 0; f < model.dependent_fields.size(); ++f) {
+    if (!model.dependent_fields[f].categorical) continue;
+    std::vector<std::size_t> columns;
+    std::vector<double> codes;
+    for (std::size_t k = 0; k < model.dependent_columns.size(); ++k) {
+      if (model.dependent_columns[k].field != f) continue;
+      columns.push_back(k);
+      codes.push_back(model.dependent_columns[k].code);
+    }
+    sheet.columns.push_back(
+        FormatMessage(MessageId::kPredictedClassColumn, model.dependent_fields[f].name));
+    const std::vector<double> classes = PredictClasses(scores.predicted, columns, codes);
+    for (std::size_t row = 0; row < sheet.rows.size(); ++row) {
+      sheet.rows[row].cells.push_back(DeployedCell(classes[row]));
+    }
   }
   return sheet;
 }

@@ -13,7 +13,8 @@ namespace mspc {
 /// the X block with the stored lines; the X scores with T², SPE(Q) and the distance to the
 /// model (cells above a control line highlighted); one chart per component's X scores with its
 /// stored limits; the predictions of every dependent column with the observed values and
-/// residuals where the table holds the dependents; and for the cases above a T² or SPE(Q)
+/// residuals where the table holds the dependents, and the predicted class of each categorical
+/// dependent; and for the cases above a T² or SPE(Q)
 /// control line their T² contributions (adding up to T²) and SPE(Q) contributions (the signed
 /// residuals, whose squares add up to SPE(Q)).
 std::vector<RoutedOutput> DeployedPLSReports(const LoadedPLSModel& model,

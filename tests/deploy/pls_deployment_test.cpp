@@ -8,6 +8,7 @@
 
 #include "deploy/deployment_analysis.hpp"
 #include "deploy/deployment_model.hpp"
+#include "deploy/pls_deployment_reports.hpp"
 #include "deploy/pls_document.hpp"
 #include "export/export_test_support.hpp"
 #include "export/pls_model_document.hpp"
@@ -110,6 +111,61 @@ TEST(PLSDeploymentRoundTrip, TheTrainingCasesScoreAsTheFitScoredThem) {
       ExpectClose(scores.y_residuals(row, k), predictions.y_residual(row, k), 1e-10, "f" + at);
     }
   }
+}
+
+TEST(PLSDeploymentScoring, ACategoricalDependentIsPredictedAsItsHighestDummy) {
+  // One predictor x (mean 0, scale 1) and a dependent with categories 1 and 2 whose dummy
+  // columns have mean 0.5 and scale 0.5; one component with w = p = 1, b = 1, q = (r, -r).
+  const double r = 1.0 / std::sqrt(2.0);
+  LoadedPLSModel model;
+  DocumentField x_field;
+  x_field.name = "x";
+  model.predictor_fields = {x_field};
+  model.predictor_columns = {DocumentColumn{0, 0.0, 0.0, 1.0, 1.0}};
+  DocumentField grade;
+  grade.name = "grade";
+  grade.categorical = true;
+  grade.category_codes = {1.0, 2.0};
+  grade.category_labels = {"A", "B"};
+  model.dependent_fields = {grade};
+  model.dependent_columns = {DocumentColumn{0, 1.0, 0.5, 0.5, 0.5},
+                             DocumentColumn{0, 2.0, 0.5, 0.5, 0.5}};
+  model.inner = {1.0};
+  model.weights = DMatrix(1, 1, 1.0);
+  model.x_loadings = DMatrix(1, 1, 1.0);
+  model.y_loadings = DMatrix(1, 2);
+  model.y_loadings(0, 0) = r;
+  model.y_loadings(0, 1) = -r;
+  ControlLimitSet unit;
+  unit.standard_deviation = 1.0;
+  model.x_scores = {unit};
+  model.y_scores = {unit};
+
+  DMatrix x(2, 1);
+  x(0, 0) = 2.0;                // t = 2: dummies predicted 0.5 ± 0.5·2r, category 1
+  x(1, 0) = -1.0;               // t = -1: category 2
+  DMatrix observed(2, 1, 1.0);  // both cases observed in category 1
+  const PLSDeploymentScores scores =
+      ScorePLS(model,
+               BlockColumns(model.predictor_fields, model.predictor_columns, x),
+               BlockColumns(model.dependent_fields, model.dependent_columns, observed));
+  EXPECT_NEAR(scores.predicted(0, 0), 0.5 + 2.0 * r * 0.5, 1e-15);
+  EXPECT_NEAR(scores.predicted(0, 1), 0.5 - 2.0 * r * 0.5, 1e-15);
+  EXPECT_NEAR(scores.y_residuals(1, 0), 1.0 - (0.5 - r * 0.5), 1e-15);
+  EXPECT_NEAR(scores.y_scores(0, 0), 2.0 * r, 1e-15);  // f = (1, -1) scaled: u = f·q / q·q
+  EXPECT_NEAR(scores.spe[0], 0.0, 1e-15);
+  EXPECT_NEAR(scores.t2[1], 1.0, 1e-15);
+
+  const DeployedCases cases{{1, 2}, {"", ""}};
+  for (const RoutedOutput& report : DeployedPLSReports(model, scores, cases, "")) {
+    const auto* sheet = std::get_if<Spreadsheet>(&report);
+    if (sheet == nullptr || sheet->title != "Predictions") continue;
+    ASSERT_EQ(sheet->columns.back(), "Predicted class of grade");
+    EXPECT_EQ(std::get<double>(sheet->rows[0].cells.back()), 1.0);
+    EXPECT_EQ(std::get<double>(sheet->rows[1].cells.back()), 2.0);
+    return;
+  }
+  ADD_FAILURE() << "no predictions";
 }
 
 TEST(PLSDocumentReading, CountsAndLengthsMustAgreeWithTheElements) {
