@@ -157,12 +157,12 @@ void* ProvidedObject(MSPCObjectProvider* self) {
 
 extern "C" {
 
-// Both queries first clear the analysis's pending output pair, so that a query made between a
-// host's SetNextOutputID and its report cannot pass the pair on to a later report.
+// Both queries first clear the analysis's pending output pair: a query made between a host's
+// SetNextOutputID and its report must not pass the pair on to a later report.
 int32_t GetNumberOfModels(const MSPCVariant* analysis, int32_t* count, int32_t selector) {
   mspc::CMSPC* object = mspc::AnalysisOf(analysis);
   if (object == nullptr) return MSPC_NO_ANALYSIS;
-  object->SetNextOutputID(0, 0);
+  object->ClearNextOutputID();
   const mspc::ModelCounts counts = mspc::CountModels(object->CurrentModel());
   if (count == nullptr) return MSPC_OK;
   switch (selector) {
@@ -184,7 +184,7 @@ int32_t GetNumberOfModels(const MSPCVariant* analysis, int32_t* count, int32_t s
 int32_t GetObservationList(const MSPCVariant* analysis, MSPCVariant* answer, int32_t selector) {
   mspc::CMSPC* object = mspc::AnalysisOf(analysis);
   if (object == nullptr) return MSPC_NO_ANALYSIS;
-  object->SetNextOutputID(0, 0);
+  object->ClearNextOutputID();
   if ((selector != 1 && selector != 2) || answer == nullptr) return MSPC_OK;
   MSPCSafeArray* array = nullptr;
   try {

@@ -130,6 +130,22 @@ TEST_F(ModelListExports, AFittedPCAHoldsOnePCATypeModelAndItsCases) {
   EXPECT_TRUE(List(2).empty());  // nothing removed: an array of length 0
 }
 
+TEST_F(ModelListExports, AQueryClearsThePendingOutputPair) {
+  CMSPC& analysis = analysis_.analysis();
+  analysis.SetStandAloneResults(1);
+  analysis.SetNextOutputID(5, 6);
+  analysis.RouteOutput(Spreadsheet{});
+  EXPECT_TRUE(analysis.OutputExists(5, 6));
+  analysis.SetNextOutputID(7, 8);
+  Count(1);
+  analysis.RouteOutput(Spreadsheet{});
+  EXPECT_FALSE(analysis.OutputExists(7, 8));
+  analysis.SetNextOutputID(9, 10);
+  List(1);
+  analysis.RouteOutput(Spreadsheet{});
+  EXPECT_FALSE(analysis.OutputExists(9, 10));
+}
+
 TEST_F(ModelListExports, ADeploymentHoldsTheModelsItLoaded) {
   const std::string pls = analysis_.FitPLSAndExport();
   EXPECT_EQ(Count(2), 1);
