@@ -3,10 +3,12 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "deploy/deployment_analysis.hpp"
+#include "platform/temp_folder.hpp"
 
 namespace mspc {
 namespace {
@@ -128,6 +130,32 @@ TEST_F(ModelListExports, AFittedPCAHoldsOnePCATypeModelAndItsCases) {
   EXPECT_EQ(cases.front(), "1");
   EXPECT_EQ(cases.back(), "30");
   EXPECT_TRUE(List(2).empty());  // nothing removed: an array of length 0
+}
+
+TEST(ModelListHeader, AC99HostCompilesLinksAndCalls) {
+  const platform::testing::TempFolder folder;
+  const std::string source = folder.Write("host.c", R"(#include "frame/model_list_exports.h"
+int main(void) {
+  MSPCVariant empty = {MSPC_VARIANT_EMPTY, {0}};
+  int32_t count = 4;
+  if (GetNumberOfModels(&empty, &count, 1) != MSPC_NO_ANALYSIS || count != 4) return 1;
+  return GetObservationList(&empty, &empty, 1) == MSPC_NO_ANALYSIS ? 0 : 1;
+}
+)");
+  const std::string program = folder.File("host");
+  const std::string library = MSPC_LIBRARY_PATH;
+  const std::string directory = library.substr(0, library.rfind('/'));
+#ifdef __SANITIZE_ADDRESS__
+  // A library built with the sanitizers needs their runtimes in the host too.
+  const std::string sanitizers = " -fsanitize=address,undefined";
+#else
+  const std::string sanitizers;
+#endif
+  const std::string command = "gcc -std=c99 -Wall -Wextra -Werror -pedantic" + sanitizers +
+                              " -I '" + std::string(MSPC_SOURCE_DIR) + "/src' '" + source +
+                              "' -o '" + program + "' '" + library + "' -Wl,-rpath,'" + directory +
+                              "' > /dev/null 2>&1 && '" + program + "'";
+  EXPECT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 TEST_F(ModelListExports, AQueryClearsThePendingOutputPair) {
