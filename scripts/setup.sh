@@ -8,6 +8,7 @@ packages=(
   libboost-math-dev libboost-dev libpugixml-dev nlohmann-json3-dev libcli11-dev
   libfast-float-dev libxlsxwriter-dev libreadstat-dev
   libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev
+  clang libomp-dev  # the libFuzzer targets
   unzip chromium fonts-dejavu-core  # the report tests read workbooks back and render pages
   python3-sklearn
 )

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <limits>
 
+#include "batch/unfolding.hpp"
+#include "deploy/pls_deployment_reports.hpp"
+#include "deploy/tmpca_document.hpp"
 #include "frame/data_reader.hpp"
 #include "host/data_table.hpp"
 #include "host/errors.hpp"
@@ -33,6 +36,76 @@ const KindName& NameOf(ModelKind kind) {
     if (entry.kind == kind) return entry;
   }
   return kKinds[0];
+}
+
+// The values of `fields` in the table's rows `cases` (cases × fields); not-a-number where a
+// cell is missing. Returns an empty matrix when a field is not in the table and `required` is
+// false; throws `AnalysisStop` when it is.
+DMatrix ReadFieldValues(const DataTable& table,
+                        const std::vector<DocumentField>& fields,
+                        const std::vector<std::size_t>& cases,
+                        bool required) {
+  DMatrix values(cases.size(), fields.size(), std::numeric_limits<double>::quiet_NaN());
+  for (std::size_t f = 0; f < fields.size(); ++f) {
+    const std::optional<std::size_t> variable = table.FindVariable(fields[f].name);
+    if (!variable) {
+      if (!required) return DMatrix();
+      throw AnalysisStop::With(MessageId::kDeployUnknownVariable, fields[f].name);
+    }
+    const std::optional<double> missing_code = table.MissingDataCode(*variable);
+    for (std::size_t row = 0; row < cases.size(); ++row) {
+      const double value = table.Value(cases[row], *variable);
+      if (!std::isfinite(value) || (missing_code && value == *missing_code)) continue;
+      values(row, f) = value;
+    }
+  }
+  return values;
+}
+
+bool Selected(const std::vector<std::string>& selection, const std::string& name) {
+  return std::find(selection.begin(), selection.end(), name) != selection.end();
+}
+
+bool NamesField(const std::vector<DocumentField>& fields, const std::string& name) {
+  return std::any_of(fields.begin(), fields.end(), [&name](const DocumentField& field) {
+    return field.name == name;
+  });
+}
+
+// A PLS document against the selection: the predictors alone, or the predictors and the
+// dependents, in any order.
+void MatchPLSSelection(const LoadedPLSModel& model, const std::vector<std::string>& selection) {
+  int continuous = 0;
+  int categorical = 0;
+  for (const DocumentField& field : model.predictor_fields)
+    ++(field.categorical ? categorical : continuous);
+  if (continuous > CDeploymentModel::kMaxVariables) {
+    throw AnalysisStop::With(MessageId::kDeployTooManyContinuousPredictors);
+  }
+  if (categorical > CDeploymentModel::kMaxVariables) {
+    throw AnalysisStop::With(MessageId::kDeployTooManyCategoricalPredictors);
+  }
+  if (selection.empty()) return;
+  const std::size_t predictors = model.predictor_fields.size();
+  if (selection.size() != predictors &&
+      selection.size() != predictors + model.dependent_fields.size()) {
+    throw AnalysisStop::With(MessageId::kDeployVariableCountDiffers);
+  }
+  for (const DocumentField& field : model.predictor_fields) {
+    if (!Selected(selection, field.name))
+      throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
+  }
+  for (const std::string& name : selection) {
+    if (!NamesField(model.predictor_fields, name) && !NamesField(model.dependent_fields, name)) {
+      throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
+    }
+  }
+}
+
+std::vector<std::string> FieldNames(const std::vector<DocumentField>& fields) {
+  std::vector<std::string> names;
+  for (const DocumentField& field : fields) names.push_back(field.name);
+  return names;
 }
 
 }  // namespace
@@ -89,6 +162,7 @@ std::vector<XmlElement> CDeploymentModel::LoadDocuments() {
 
 void CDeploymentModel::Run(const StartupOptions& options) {
   pca_models_.clear();
+  pls_models_.clear();
   loaded_kind_.reset();
   cases_ = DeployedCases{};
   if (sources_.empty()) throw AnalysisStop::With(MessageId::kDeployNoSourceChosen);
@@ -99,20 +173,29 @@ void CDeploymentModel::Run(const StartupOptions& options) {
     loaded_kind_.reset();
     throw;
   }
-  if (*loaded_kind_ != ModelKind::kPCA) {
+  if (*loaded_kind_ != ModelKind::kPCA && *loaded_kind_ != ModelKind::kPLS &&
+      *loaded_kind_ != ModelKind::kTMPCA) {
     const ModelKind kind = *loaded_kind_;
     loaded_kind_.reset();
     throw AnalysisStop::With(MessageId::kDeployKindNotDeployable, std::string(NameOf(kind).name));
   }
   try {
-    ScorePCA(documents, options);
+    if (*loaded_kind_ == ModelKind::kPCA) {
+      ScorePCA(documents, options);
+    } else if (*loaded_kind_ == ModelKind::kPLS) {
+      ScorePLS(documents, options);
+    } else {
+      ScoreTMPCA(documents, options);
+    }
   } catch (const AnalysisStop&) {
     pca_models_.clear();
+    pls_models_.clear();
     loaded_kind_.reset();
+    cases_ = DeployedCases{};
     throw;
   }
   const KindName& name = NameOf(*loaded_kind_);
-  const int loaded = static_cast<int>(pca_models_.size());
+  const int loaded = LoadedCount();
   if (loaded == 1) {
     analysis().ShowMessage(MessageKind::kNote, name.one_loaded);
   } else {
@@ -120,15 +203,110 @@ void CDeploymentModel::Run(const StartupOptions& options) {
   }
 }
 
-void CDeploymentModel::ScorePCA(const std::vector<XmlElement>& documents,
-                                const StartupOptions& options) {
+std::vector<std::size_t> CDeploymentModel::ReadCases() {
   const DataTable* table = analysis().host().table;
   if (table == nullptr) throw AnalysisStop::With(MessageId::kDeployNothingLoaded);
-  const std::vector<std::size_t> training = data_reader()->TrainingCases();
+  std::vector<std::size_t> training = data_reader()->TrainingCases();
   for (const std::size_t index : training) {
     cases_.numbers.push_back(static_cast<int>(index) + 1);
     cases_.names.push_back(table->CaseName(index));
   }
+  return training;
+}
+
+void CDeploymentModel::ScorePLS(const std::vector<XmlElement>& documents,
+                                const StartupOptions& options) {
+  const std::vector<std::size_t> training = ReadCases();
+  const DataTable& table = *analysis().host().table;
+  std::vector<std::string> dependents;
+  for (std::size_t d = 0; d < documents.size(); ++d) {
+    DeployedPLSModel deployed;
+    deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
+    deployed.model = ReadPLSDocument(documents[d]);
+    const LoadedPLSModel& model = deployed.model;
+    if (d == 0) dependents = FieldNames(model.dependent_fields);
+    if (FieldNames(model.dependent_fields) != dependents) {
+      throw AnalysisStop::With(MessageId::kDeployDependentsDiffer);
+    }
+    MatchPLSSelection(model, options.variables);
+    const DMatrix x = ReadFieldValues(table, model.predictor_fields, training, true);
+    const DMatrix y = ReadFieldValues(table, model.dependent_fields, training, false);
+    const DMatrix y_columns =
+        y.rows() == 0 ? DMatrix()
+                      : BlockColumns(model.dependent_fields, model.dependent_columns, y);
+    deployed.scores = mspc::ScorePLS(
+        model, BlockColumns(model.predictor_fields, model.predictor_columns, x), y_columns);
+    pls_models_.push_back(std::move(deployed));
+  }
+}
+
+void CDeploymentModel::ScoreTMPCA(const std::vector<XmlElement>& documents,
+                                  const StartupOptions& options) {
+  for (std::size_t d = 0; d < documents.size(); ++d) {
+    const LoadedTMPCAModel model = ReadTMPCADocument(documents[d]);
+    // Aggregated data name their process and measurement variables, which the document does
+    // not keep.
+    if (model.stacked) throw AnalysisStop::With(MessageId::kDeployAggregatedNotAppropriate);
+    BatchRequest request;
+    request.layout = BatchLayout::kBatchRows;
+    request.batch_variable = model.batch_name;
+    request.time_variable = model.time_name;
+    for (const DocumentField& variable : model.variables) {
+      request.process_variables.push_back(variable.name);
+      if (variable.categorical) request.categorical.push_back(variable.name);
+    }
+    if (!model.time_name.empty()) request.time_codes = model.time_codes;
+    request.min_batches = 1;
+    if (!options.variables.empty()) {
+      if (options.variables.size() != request.process_variables.size()) {
+        throw AnalysisStop::With(MessageId::kDeployVariableCountDiffers);
+      }
+      for (const std::string& name : request.process_variables) {
+        if (!Selected(options.variables, name)) {
+          throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
+        }
+      }
+    }
+    const BatchData data = PrepareBatchData(analysis(), request);
+    const WorkingData& block = data.predictors;
+    const std::size_t per_time = model.columns.size();
+    bool same_columns = data.num_times == model.time_codes.size() &&
+                        data.columns_per_time == per_time &&
+                        block.column_source.size() == model.excluded.size();
+    for (std::size_t j = 0; same_columns && j < per_time; ++j) {
+      const bool categorical = model.variables[model.columns[j].field].categorical;
+      same_columns = !categorical || block.column_code[j] == model.columns[j].code;
+    }
+    if (!same_columns) throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
+    if (d == 0) {
+      for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
+        cases_.numbers.push_back(static_cast<int>(batch) + 1);
+        cases_.names.push_back(batch < data.batch_labels.size() ? data.batch_labels[batch] : "");
+      }
+    } else if (cases_.numbers.size() != data.num_batches) {
+      throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
+    }
+
+    // The model's columns of every batch: the unfolded columns screening kept.
+    DMatrix columns(data.num_batches, model.unfolded.columns.size());
+    for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
+      std::size_t model_column = 0;
+      for (std::size_t col = 0; col < model.excluded.size(); ++col) {
+        if (!model.excluded[col]) columns(batch, model_column++) = block.x(batch, col);
+      }
+    }
+    DeployedPCAModel deployed;
+    deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
+    deployed.model = model.unfolded;
+    deployed.scores = mspc::ScorePCA(deployed.model, columns);
+    pca_models_.push_back(std::move(deployed));
+  }
+}
+
+void CDeploymentModel::ScorePCA(const std::vector<XmlElement>& documents,
+                                const StartupOptions& options) {
+  const std::vector<std::size_t> training = ReadCases();
+  const DataTable& table = *analysis().host().table;
 
   for (std::size_t d = 0; d < documents.size(); ++d) {
     DeployedPCAModel deployed;
@@ -149,17 +327,7 @@ void CDeploymentModel::ScorePCA(const std::vector<XmlElement>& documents,
         }
       }
     }
-    DMatrix values(training.size(), fields.size(), std::numeric_limits<double>::quiet_NaN());
-    for (std::size_t f = 0; f < fields.size(); ++f) {
-      const std::optional<std::size_t> variable = table->FindVariable(fields[f].name);
-      if (!variable) throw AnalysisStop::With(MessageId::kDeployUnknownVariable, fields[f].name);
-      const std::optional<double> missing_code = table->MissingDataCode(*variable);
-      for (std::size_t row = 0; row < training.size(); ++row) {
-        const double value = table->Value(training[row], *variable);
-        if (!std::isfinite(value) || (missing_code && value == *missing_code)) continue;
-        values(row, f) = value;
-      }
-    }
+    const DMatrix values = ReadFieldValues(table, fields, training, true);
     deployed.scores = mspc::ScorePCA(deployed.model, ModelColumns(deployed.model, values));
     pca_models_.push_back(std::move(deployed));
   }
@@ -167,7 +335,19 @@ void CDeploymentModel::ScorePCA(const std::vector<XmlElement>& documents,
 
 std::vector<RoutedOutput> CDeploymentModel::Reports() const {
   std::vector<RoutedOutput> reports;
+  std::vector<const std::vector<double>*> t2;
+  std::vector<const std::vector<double>*> spe;
+  for (const DeployedPLSModel& deployed : pls_models_) {
+    for (RoutedOutput& report :
+         DeployedPLSReports(deployed.model, deployed.scores, cases_, deployed.name)) {
+      reports.push_back(std::move(report));
+    }
+    t2.push_back(&deployed.scores.t2);
+    spe.push_back(&deployed.scores.spe);
+  }
   for (const DeployedPCAModel& deployed : pca_models_) {
+    t2.push_back(&deployed.scores.t2);
+    spe.push_back(&deployed.scores.spe);
     const LoadedPCAModel& model = deployed.model;
     reports.emplace_back(DeployedT2Chart(model, deployed.scores, cases_, deployed.name));
     reports.emplace_back(DeployedSPEChart(model, deployed.scores, cases_, deployed.name));
@@ -182,6 +362,7 @@ std::vector<RoutedOutput> CDeploymentModel::Reports() const {
     }
     reports.emplace_back(DeployedSPEContributions(model, deployed.scores, cases_, flagged));
   }
+  if (t2.size() > 1) reports.emplace_back(DeployedSideBySide(t2, spe, cases_));
   return reports;
 }
 

@@ -11,8 +11,7 @@ namespace {
 std::string Text(MessageId id) { return std::string(MessageText(id)); }
 
 std::string CaseLabel(const DeployedCases& cases, std::size_t row) {
-  if (row < cases.names.size() && !cases.names[row].empty()) return cases.names[row];
-  return std::to_string(cases.numbers[row]);
+  return DeployedCaseLabel(cases, row);
 }
 
 GraphSeries CaseSeries(std::string name,
@@ -38,12 +37,59 @@ void AddSubtitle(std::vector<std::string>& subtitles, const std::string& model_n
     subtitles.push_back(FormatMessage(MessageId::kDeployModelSubtitle, model_name));
 }
 
-Graph StatisticChart(MessageId title,
-                     MessageId series,
-                     const std::vector<double>& values,
-                     const ControlLimitSet& limits,
-                     const DeployedCases& cases,
-                     const std::string& model_name) {
+bool Above(double value, double line) {
+  return std::isfinite(value) && std::isfinite(line) && value > line;
+}
+
+ReportCell Cell(double value) {
+  if (std::isnan(value)) return std::monostate{};
+  return value;
+}
+
+}  // namespace
+
+std::string DeployedColumnName(const std::vector<DocumentField>& fields,
+                               const DocumentColumn& column) {
+  const DocumentField& field = fields[column.field];
+  std::string name = field.name;
+  if (field.categorical) {
+    for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
+      if (field.category_codes[c] == column.code) name += ": " + field.category_labels[c];
+    }
+  }
+  return name;
+}
+
+Spreadsheet DeployedColumnSheet(MessageId title,
+                                const std::vector<DocumentField>& fields,
+                                const std::vector<DocumentColumn>& columns,
+                                const DeployedCases& cases,
+                                const std::vector<std::size_t>& flagged) {
+  Spreadsheet sheet;
+  sheet.title = Text(title);
+  sheet.row_header = Text(MessageId::kRowHeaderCase);
+  for (const DocumentColumn& column : columns) {
+    sheet.columns.push_back(DeployedColumnName(fields, column));
+  }
+  for (std::size_t row : flagged) sheet.rows.push_back({CaseLabel(cases, row), {}});
+  return sheet;
+}
+
+bool AboveLine(double value, double line) { return Above(value, line); }
+
+ReportCell DeployedCell(double value) { return Cell(value); }
+
+std::string DeployedCaseLabel(const DeployedCases& cases, std::size_t row) {
+  if (row < cases.names.size() && !cases.names[row].empty()) return cases.names[row];
+  return std::to_string(cases.numbers[row]);
+}
+
+Graph DeployedStatisticChart(MessageId title,
+                             MessageId series,
+                             const std::vector<double>& values,
+                             const ControlLimitSet& limits,
+                             const DeployedCases& cases,
+                             const std::string& model_name) {
   Graph graph;
   graph.type = GraphType::kControl;
   graph.title = Text(title);
@@ -64,43 +110,11 @@ Graph StatisticChart(MessageId title,
   return graph;
 }
 
-bool Above(double value, double line) {
-  return std::isfinite(value) && std::isfinite(line) && value > line;
-}
-
-Spreadsheet ContributionSheet(MessageId title,
-                              const LoadedPCAModel& model,
-                              const DeployedCases& cases,
-                              const std::vector<std::size_t>& flagged) {
-  Spreadsheet sheet;
-  sheet.title = Text(title);
-  sheet.row_header = Text(MessageId::kRowHeaderCase);
-  for (const DocumentColumn& column : model.columns) {
-    const DocumentField& field = model.fields[column.field];
-    std::string name = field.name;
-    if (field.categorical) {
-      for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
-        if (field.category_codes[c] == column.code) name += ": " + field.category_labels[c];
-      }
-    }
-    sheet.columns.push_back(name);
-  }
-  for (std::size_t row : flagged) sheet.rows.push_back({CaseLabel(cases, row), {}});
-  return sheet;
-}
-
-ReportCell Cell(double value) {
-  if (std::isnan(value)) return std::monostate{};
-  return value;
-}
-
-}  // namespace
-
 Graph DeployedT2Chart(const LoadedPCAModel& model,
                       const PCADeploymentScores& scores,
                       const DeployedCases& cases,
                       const std::string& model_name) {
-  return StatisticChart(
+  return DeployedStatisticChart(
       MessageId::kT2ChartTitle, MessageId::kT2Series, scores.t2, model.t2, cases, model_name);
 }
 
@@ -108,7 +122,7 @@ Graph DeployedSPEChart(const LoadedPCAModel& model,
                        const PCADeploymentScores& scores,
                        const DeployedCases& cases,
                        const std::string& model_name) {
-  return StatisticChart(
+  return DeployedStatisticChart(
       MessageId::kSPEChartTitle, MessageId::kSPESeries, scores.spe, model.spe, cases, model_name);
 }
 
@@ -118,9 +132,16 @@ Graph DeployedScoreChart(const LoadedPCAModel& model,
                          int component,
                          const std::string& model_name) {
   const auto a = static_cast<std::size_t>(component - 1);
-  const ControlLimitSet& limits = model.scores[a];
   std::vector<double> values(scores.scores.rows());
   for (std::size_t row = 0; row < values.size(); ++row) values[row] = scores.scores(row, a);
+  return DeployedScoreLineplot(component, values, model.scores[a], cases, model_name);
+}
+
+Graph DeployedScoreLineplot(int component,
+                            const std::vector<double>& values,
+                            const ControlLimitSet& limits,
+                            const DeployedCases& cases,
+                            const std::string& model_name) {
   Graph graph;
   graph.type = GraphType::kLine;
   graph.title = FormatMessage(MessageId::kScoreLineplotTitle, component);
@@ -149,6 +170,30 @@ Graph DeployedScoreChart(const LoadedPCAModel& model,
             LimitKind::kWarning);
   }
   return graph;
+}
+
+Spreadsheet DeployedSideBySide(const std::vector<const std::vector<double>*>& t2,
+                               const std::vector<const std::vector<double>*>& spe,
+                               const DeployedCases& cases) {
+  Spreadsheet sheet;
+  sheet.title = Text(MessageId::kDeploySideBySideTitle);
+  sheet.row_header = Text(MessageId::kRowHeaderCase);
+  for (std::size_t m = 0; m < t2.size(); ++m) {
+    const int number = static_cast<int>(m) + 1;
+    sheet.columns.push_back(
+        FormatMessage(MessageId::kDeployModelColumn, Text(MessageId::kT2Series), number));
+    sheet.columns.push_back(
+        FormatMessage(MessageId::kDeployModelColumn, Text(MessageId::kSPESeries), number));
+  }
+  for (std::size_t row = 0; row < cases.numbers.size(); ++row) {
+    ReportRow line{DeployedCaseLabel(cases, row), {}};
+    for (std::size_t m = 0; m < t2.size(); ++m) {
+      line.cells.push_back(Cell((*t2[m])[row]));
+      line.cells.push_back(Cell((*spe[m])[row]));
+    }
+    sheet.rows.push_back(std::move(line));
+  }
+  return sheet;
 }
 
 Spreadsheet DeployedScoreSpreadsheet(const LoadedPCAModel& model,
@@ -204,8 +249,8 @@ Spreadsheet DeployedT2Contributions(const LoadedPCAModel& model,
                                     const PCADeploymentScores& scores,
                                     const DeployedCases& cases,
                                     const std::vector<std::size_t>& flagged) {
-  Spreadsheet sheet =
-      ContributionSheet(MessageId::kDeployT2ContributionsTitle, model, cases, flagged);
+  Spreadsheet sheet = DeployedColumnSheet(
+      MessageId::kDeployT2ContributionsTitle, model.fields, model.columns, cases, flagged);
   for (std::size_t index = 0; index < flagged.size(); ++index) {
     const std::size_t row = flagged[index];
     for (std::size_t col = 0; col < model.columns.size(); ++col) {
@@ -231,8 +276,8 @@ Spreadsheet DeployedSPEContributions(const LoadedPCAModel& model,
                                      const PCADeploymentScores& scores,
                                      const DeployedCases& cases,
                                      const std::vector<std::size_t>& flagged) {
-  Spreadsheet sheet =
-      ContributionSheet(MessageId::kDeploySPEContributionsTitle, model, cases, flagged);
+  Spreadsheet sheet = DeployedColumnSheet(
+      MessageId::kDeploySPEContributionsTitle, model.fields, model.columns, cases, flagged);
   for (std::size_t index = 0; index < flagged.size(); ++index) {
     for (std::size_t col = 0; col < model.columns.size(); ++col) {
       sheet.rows[index].cells.push_back(Cell(scores.residuals(flagged[index], col)));

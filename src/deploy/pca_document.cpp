@@ -6,11 +6,12 @@
 #include <optional>
 #include <string_view>
 
+#include "deploy/document_reading_internal.hpp"
 #include "host/errors.hpp"
 #include "host/messages.hpp"
 
 namespace mspc {
-namespace {
+namespace document {
 
 const XmlElement& Required(const XmlElement& parent, std::string_view name) {
   for (const XmlElement& child : parent.children) {
@@ -107,39 +108,58 @@ void ReadScaling(const XmlElement& element, DocumentColumn& column) {
   column.scale = Real(Required(element, "Scale"), "value");
 }
 
+DocumentField ReadField(const XmlElement& element,
+                        std::size_t index,
+                        std::vector<DocumentColumn>& columns) {
+  DocumentField field;
+  const std::string* name = element.Attribute("name");
+  if (name == nullptr) {
+    throw AnalysisStop::With(MessageId::kDeployMissingAttribute, element.name, std::string("name"));
+  }
+  field.name = *name;
+  if (element.Attribute("numberOfCategories") == nullptr) {
+    DocumentColumn column;
+    column.field = index;
+    ReadScaling(element, column);
+    columns.push_back(column);
+    return field;
+  }
+  field.categorical = true;
+  const auto categories = ChildrenNamed(element, "Category");
+  CheckCount(element, "Category", Count(element, "numberOfCategories"), categories.size());
+  for (const XmlElement* category : categories) {
+    DocumentColumn column;
+    column.field = index;
+    column.code = Real(*category, "value");
+    ReadScaling(*category, column);
+    const std::string* text = category->Attribute("text");
+    field.category_codes.push_back(column.code);
+    field.category_labels.push_back(text == nullptr ? std::string() : *text);
+    columns.push_back(column);
+  }
+  return field;
+}
+
+ScalingMode ReadScalingMode(const XmlElement& model) {
+  const std::string* scaling = model.Attribute("scaling");
+  const auto mode = scaling == nullptr ? std::nullopt : ParseScalingMode(*scaling);
+  if (!mode) {
+    throw AnalysisStop::With(
+        MessageId::kDeployMissingAttribute, model.name, std::string("scaling"));
+  }
+  return *mode;
+}
+
+}  // namespace document
+
+namespace {
+
 void ReadDictionary(const XmlElement& dictionary, LoadedPCAModel& model) {
+  using namespace document;
   const auto fields = ChildrenNamed(dictionary, "DataField");
   CheckCount(dictionary, "DataField", Count(dictionary, "numberOfFields"), fields.size());
   for (const XmlElement* element : fields) {
-    DocumentField field;
-    const std::string* name = element->Attribute("name");
-    if (name == nullptr) {
-      throw AnalysisStop::With(
-          MessageId::kDeployMissingAttribute, element->name, std::string("name"));
-    }
-    field.name = *name;
-    const std::size_t index = model.fields.size();
-    if (element->Attribute("numberOfCategories") == nullptr) {
-      DocumentColumn column;
-      column.field = index;
-      ReadScaling(*element, column);
-      model.columns.push_back(column);
-    } else {
-      field.categorical = true;
-      const auto categories = ChildrenNamed(*element, "Category");
-      CheckCount(*element, "Category", Count(*element, "numberOfCategories"), categories.size());
-      for (const XmlElement* category : categories) {
-        DocumentColumn column;
-        column.field = index;
-        column.code = Real(*category, "value");
-        ReadScaling(*category, column);
-        const std::string* text = category->Attribute("text");
-        field.category_codes.push_back(column.code);
-        field.category_labels.push_back(text == nullptr ? std::string() : *text);
-        model.columns.push_back(column);
-      }
-    }
-    model.fields.push_back(std::move(field));
+    model.fields.push_back(ReadField(*element, model.fields.size(), model.columns));
   }
   if (model.fields.empty()) throw AnalysisStop::With(MessageId::kDeployNoVariables);
 }
@@ -147,16 +167,12 @@ void ReadDictionary(const XmlElement& dictionary, LoadedPCAModel& model) {
 }  // namespace
 
 LoadedPCAModel ReadPCADocument(const XmlElement& root) {
+  using namespace document;
   LoadedPCAModel model;
   ReadDictionary(Required(root, "DataDictionary"), model);
 
   const XmlElement& pca = Required(root, "PCA");
-  const std::string* scaling = pca.Attribute("scaling");
-  const auto mode = scaling == nullptr ? std::nullopt : ParseScalingMode(*scaling);
-  if (!mode) {
-    throw AnalysisStop::With(MessageId::kDeployMissingAttribute, pca.name, std::string("scaling"));
-  }
-  model.scaling = *mode;
+  model.scaling = ReadScalingMode(pca);
   const int variables = Count(pca, "numberOfVariables");
   if (static_cast<std::size_t>(variables) != model.columns.size()) {
     throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);

@@ -42,15 +42,21 @@ std::string CommentSafe(std::string_view text) {
       safe += c;
     }
   }
+  // A final backslash would splice the next line into the comment.
+  if (!safe.empty() && safe.back() == '\\') safe += '.';
   return safe;
 }
 
 std::string GeneratePCACCode(const LoadedPCAModel& model) {
+  return GeneratePCATypeCCode(model, Text(MessageId::kCodePCACommentTitle));
+}
+
+std::string GeneratePCATypeCCode(const LoadedPCAModel& model, const std::string& comment_title) {
   const std::size_t columns = model.columns.size();
   const int components = model.Components();
   std::string code;
   code += FormatMessage(MessageId::kCodeFirstLine, CommentSafe(model.title));
-  code += Text(MessageId::kCodePCACommentTitle);
+  code += comment_title;
   code += Text(MessageId::kCodeDataUsed) + CommentSafe(model.data_source) + "\n";
   for (int line = static_cast<int>(MessageId::kCodeCallingConvention1);
        line <= static_cast<int>(MessageId::kCodeCallingConvention11);
@@ -187,6 +193,23 @@ int MSPCPCAComponents(const double *x, double *components) {
 }
 )";
   return code;
+}
+
+std::string GenerateUnsupportedPLSCCode(MessageId code_title,
+                                        const std::string& title,
+                                        const std::string& data_source) {
+  std::string code;
+  code += FormatMessage(MessageId::kCodeFirstLine, CommentSafe(title));
+  code += "//" + Text(code_title);
+  code += Text(MessageId::kCodeDataUsed) + CommentSafe(data_source) + "\n";
+  code += Text(MessageId::kCodePLSNotSupported1);
+  code += Text(MessageId::kCodePLSNotSupported2);
+  code += Text(MessageId::kCodePLSNotSupported3) + "\n";
+  return code;
+}
+
+std::string GeneratePLSCCode(const LoadedPLSModel& model) {
+  return GenerateUnsupportedPLSCCode(MessageId::kPLSCCodeTitle, model.title, model.data_source);
 }
 
 }  // namespace mspc

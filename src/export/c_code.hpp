@@ -4,11 +4,14 @@
 #include <string_view>
 
 #include "deploy/pca_document.hpp"
+#include "deploy/pls_document.hpp"
+#include "host/messages.hpp"
 
 namespace mspc {
 
 /// `text` made safe for a one-line `//` comment of generated C: control characters (line breaks
-/// among them) become blanks and "??" is split so that no trigraph forms.
+/// among them) become blanks, "??" is split so that no trigraph forms, and a final backslash is
+/// followed by a period so that it cannot continue the comment onto the next line.
 std::string CommentSafe(std::string_view text);
 
 /// C99 source that scores one case with `model` as deployment does. It defines
@@ -24,5 +27,19 @@ std::string CommentSafe(std::string_view text);
 /// `MSPCPCAScoreControlUpper[a]`, `...Lower`, `MSPCPCAScoreWarningUpper[a]`, `...Lower`
 /// (a line that is not set is NAN). Variable names appear only in `//` comments, made safe.
 std::string GeneratePCACCode(const LoadedPCAModel& model);
+
+/// `GeneratePCACCode` under another kind's comment title (a model of the PCA type, such as the
+/// unfolded TMPCA model).
+std::string GeneratePCATypeCCode(const LoadedPCAModel& model, const std::string& comment_title);
+
+/// The C export of a model of a PLS kind, whose C deployment is not generated: the first line
+/// with the analysis title, the kind's comment title (`code_title` behind "//"), the data
+/// source, then the three fixed comment lines in place of the code.
+std::string GenerateUnsupportedPLSCCode(MessageId code_title,
+                                        const std::string& title,
+                                        const std::string& data_source);
+
+/// `GenerateUnsupportedPLSCCode` of a PLS model.
+std::string GeneratePLSCCode(const LoadedPLSModel& model);
 
 }  // namespace mspc

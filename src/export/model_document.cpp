@@ -16,9 +16,9 @@ namespace {
 // The element texts of the document. They are the document's format, read back by deployment,
 // and never shown to a user.
 constexpr const char* kDataDictionaryStart = "<DataDictionary numberOfFields=\"%d\">\n";
-constexpr const char* kContinuousPredictor = "<DataField name=\"%s\" optype=\"predictor\">\n";
-constexpr const char* kCategoricalPredictor =
-    "<DataField name=\"%s\" optype=\"predictor\" numberOfCategories=\"%d\">\n";
+constexpr const char* kContinuousField = "<DataField name=\"%s\" optype=\"%s\">\n";
+constexpr const char* kCategoricalField =
+    "<DataField name=\"%s\" optype=\"%s\" numberOfCategories=\"%d\">\n";
 constexpr const char* kCategoryStart = "<Category text=\"%s\" value=\"%d\">\n";
 constexpr const char* kPCAStart =
     "<PCA scaling=\"%s\" numberOfVariables=\"%d\" numberOfComponents=\"%d\">\n";
@@ -29,23 +29,6 @@ void AppendScaling(std::string& text, double mean, double deviation, double scal
   text += FormatText("<Mean value=\"%s\"/>\n", Real(mean));
   text += FormatText("<Std value=\"%s\"/>\n", Real(deviation));
   text += FormatText("<Scale value=\"%s\"/>\n", Real(scale));
-}
-
-// The columns of the model, grouped by their source variable in column order.
-struct FieldColumns {
-  std::size_t variable = 0;
-  std::vector<std::size_t> columns;
-};
-
-std::vector<FieldColumns> ModelFields(const PCAEngine& engine, const WorkingData& data) {
-  std::vector<FieldColumns> fields;
-  for (std::size_t col = 0; col < engine.Cols(); ++col) {
-    if (engine.IsVariableExcluded(col)) continue;
-    const std::size_t variable = data.column_source[col];
-    if (fields.empty() || fields.back().variable != variable) fields.push_back({variable, {}});
-    fields.back().columns.push_back(col);
-  }
-  return fields;
 }
 
 std::vector<double> ColumnOf(const DMatrix& matrix, std::size_t col) {
@@ -129,6 +112,86 @@ std::string FormatScoreElement(int type, const ControlLimitSet& limits) {
                     Real(limits.lower_warning));
 }
 
+void AppendDataFields(const std::vector<DocumentField>& fields,
+                      const std::vector<DocumentColumn>& columns,
+                      std::string_view optype,
+                      std::string& text) {
+  const std::string type(optype);
+  for (std::size_t f = 0; f < fields.size(); ++f) {
+    const DocumentField& field = fields[f];
+    const std::string name = EscapeXmlAttribute(field.name);
+    if (!field.categorical) {
+      text += FormatText(kContinuousField, name, type);
+    } else {
+      text +=
+          FormatText(kCategoricalField, name, type, static_cast<int>(field.category_codes.size()));
+    }
+    std::size_t category = 0;
+    for (const DocumentColumn& column : columns) {
+      if (column.field != f) continue;
+      if (field.categorical) {
+        text += FormatText(kCategoryStart,
+                           EscapeXmlAttribute(field.category_labels[category++]),
+                           static_cast<int>(column.code));
+      }
+      AppendScaling(text, column.mean, column.standard_deviation, column.scale);
+      if (field.categorical) text += "</Category>\n";
+    }
+    text += "</DataField>\n";
+  }
+}
+
+std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
+                                           const std::vector<bool>& excluded_columns,
+                                           std::span<const double> means,
+                                           std::span<const double> scales,
+                                           std::vector<DocumentField>& fields,
+                                           std::vector<DocumentColumn>& columns) {
+  std::vector<std::size_t> model_columns;
+  std::size_t current = data.variables.size();  // the source variable of the last field
+  for (std::size_t col = 0; col < data.column_source.size(); ++col) {
+    if (col < excluded_columns.size() && excluded_columns[col]) continue;
+    const std::size_t source = data.column_source[col];
+    const VariableInfo& variable = data.variables[source];
+    if (current != source) {
+      DocumentField field;
+      field.name = variable.name;
+      field.categorical = variable.categorical;
+      field.location = static_cast<int>(variable.table_index) + 1;
+      fields.push_back(std::move(field));
+      current = source;
+    }
+    DocumentField& field = fields.back();
+    DocumentColumn column;
+    column.field = fields.size() - 1;
+    column.mean = means[col];
+    column.standard_deviation = data.standard_deviation[col];
+    column.scale = scales[col];
+    if (variable.categorical) {
+      column.code = data.column_code[col];
+      std::string label;
+      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
+        if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
+          label = variable.category_labels[c];
+        }
+      }
+      field.category_codes.push_back(column.code);
+      field.category_labels.push_back(label);
+    }
+    columns.push_back(column);
+    model_columns.push_back(col);
+  }
+  return model_columns;
+}
+
+void AppendDocumentStart(int fields, std::string& text) {
+  text += FormatText("<PMML %s=\"2.0\">\n", MessageText(MessageId::kDocumentVersionAttribute));
+  text += FormatText("<Header copyright=\"%s\"/>\n",
+                     EscapeXmlAttribute(MessageText(MessageId::kDocumentNotice)));
+  text += FormatText(kDataDictionaryStart, fields);
+  text += "\n";  // the preformatted settings line: these models have none
+}
+
 LoadedPCAModel PCADocumentModel(const PCAEngine& engine,
                                 const WorkingData& data,
                                 ScalingMode scaling,
@@ -149,35 +212,11 @@ LoadedPCAModel PCADocumentModel(const PCAEngine& engine,
     model.scores.push_back(limits);
   }
 
-  std::vector<std::size_t> model_columns;
-  for (const FieldColumns& group : ModelFields(engine, data)) {
-    const VariableInfo& variable = data.variables[group.variable];
-    DocumentField field;
-    field.name = variable.name;
-    field.categorical = variable.categorical;
-    field.location = static_cast<int>(variable.table_index) + 1;
-    for (const std::size_t col : group.columns) {
-      DocumentColumn column;
-      column.field = model.fields.size();
-      column.mean = data.mean[col];
-      column.standard_deviation = data.standard_deviation[col];
-      column.scale = data.scale[col];
-      if (variable.categorical) {
-        column.code = data.column_code[col];
-        std::string label;
-        for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-          if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
-            label = variable.category_labels[c];
-          }
-        }
-        field.category_codes.push_back(column.code);
-        field.category_labels.push_back(label);
-      }
-      model.columns.push_back(column);
-      model_columns.push_back(col);
-    }
-    model.fields.push_back(std::move(field));
-  }
+  std::vector<bool> excluded(engine.Cols());
+  for (std::size_t col = 0; col < engine.Cols(); ++col)
+    excluded[col] = engine.IsVariableExcluded(col);
+  const std::vector<std::size_t> model_columns =
+      AppendBlockFields(data, excluded, data.mean, data.scale, model.fields, model.columns);
   const DMatrix loadings = engine.Loadings();
   model.loadings = DMatrix(deviations.size(), model_columns.size());
   for (std::size_t a = 0; a < deviations.size(); ++a) {
@@ -189,33 +228,8 @@ LoadedPCAModel PCADocumentModel(const PCAEngine& engine,
 }
 
 void WritePCADocument(const LoadedPCAModel& model, std::string& text) {
-  text += FormatText("<PMML %s=\"2.0\">\n", MessageText(MessageId::kDocumentVersionAttribute));
-  text += FormatText("<Header copyright=\"%s\"/>\n",
-                     EscapeXmlAttribute(MessageText(MessageId::kDocumentNotice)));
-  text += FormatText(kDataDictionaryStart, static_cast<int>(model.fields.size()));
-  text += "\n";  // the preformatted settings line: a PCA model has none
-  for (std::size_t f = 0; f < model.fields.size(); ++f) {
-    const DocumentField& field = model.fields[f];
-    const std::string name = EscapeXmlAttribute(field.name);
-    if (!field.categorical) {
-      text += FormatText(kContinuousPredictor, name);
-    } else {
-      text +=
-          FormatText(kCategoricalPredictor, name, static_cast<int>(field.category_codes.size()));
-    }
-    std::size_t category = 0;
-    for (const DocumentColumn& column : model.columns) {
-      if (column.field != f) continue;
-      if (field.categorical) {
-        text += FormatText(kCategoryStart,
-                           EscapeXmlAttribute(field.category_labels[category++]),
-                           static_cast<int>(column.code));
-      }
-      AppendScaling(text, column.mean, column.standard_deviation, column.scale);
-      if (field.categorical) text += "</Category>\n";
-    }
-    text += "</DataField>\n";
-  }
+  AppendDocumentStart(static_cast<int>(model.fields.size()), text);
+  AppendDataFields(model.fields, model.columns, "predictor", text);
   text += "</DataDictionary>\n";
 
   text += FormatText(kPCAStart,

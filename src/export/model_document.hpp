@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "deploy/pca_document.hpp"
 #include "models/control_limits.hpp"
@@ -29,6 +32,28 @@ std::string FormatChartLimitElement(std::string_view element, const ControlLimit
 /// The Score element of one component's score limits; `type` is 0 for an X score, 1 for a Y
 /// score.
 std::string FormatScoreElement(int type, const ControlLimitSet& limits);
+
+/// Append the fields and columns of one block of a fit: the columns that are not excluded,
+/// grouped by their source variable in column order, with the block's means and scales and the
+/// standard deviations of `data`. Returns the block's column of every model column.
+std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
+                                           const std::vector<bool>& excluded_columns,
+                                           std::span<const double> means,
+                                           std::span<const double> scales,
+                                           std::vector<DocumentField>& fields,
+                                           std::vector<DocumentColumn>& columns);
+
+/// The root and header lines and the DataDictionary start tag with `fields` fields, followed by
+/// the (empty) preformatted settings line.
+void AppendDocumentStart(int fields, std::string& text);
+
+/// One DataField per field with the given optype ("predictor" or "dependent"): a continuous
+/// field with its Mean, Std and Scale, a categorical one with a Category per column in column
+/// order. Names and category texts are escaped.
+void AppendDataFields(const std::vector<DocumentField>& fields,
+                      const std::vector<DocumentColumn>& columns,
+                      std::string_view optype,
+                      std::string& text);
 
 /// The fitted PCA model as its document holds it: the variable dictionary with the
 /// means and scales of the model's columns (a categorical variable as one field with a category

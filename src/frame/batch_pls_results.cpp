@@ -80,7 +80,15 @@ std::vector<AutomationCommand> BatchPLSResults::Commands() {
            MSPC_BATCH_COMMAND(CodeGeneratorCLang),
            MSPC_BATCH_COMMAND(CodeGeneratorKVB),
        }) {
-    commands.push_back(std::move(command));
+    // A batch command of the same name as a PLS one (the exports) takes its place.
+    const auto same = std::find_if(commands.begin(), commands.end(), [&](const auto& existing) {
+      return existing.name == command.name;
+    });
+    if (same != commands.end()) {
+      *same = std::move(command);
+    } else {
+      commands.push_back(std::move(command));
+    }
   }
   return commands;
 }

@@ -5,6 +5,7 @@
 
 #include "batch/mpca_model.hpp"
 #include "batch/mpca_reports.hpp"
+#include "export/tmpca_export.hpp"
 #include "frame/automation_property.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
@@ -443,23 +444,31 @@ bool CMPCAResults::Details() {
 
 bool CMPCAResults::ExportUsable() { return ChartLimitsUsable() && ScoreLimitsUsable(); }
 
-// The writers of time-wise model documents, C and KVB code come in at the three commands below,
-// each then saving its text with `SaveAndShow(extension, title, text)` as the PCA exports do.
-// Until they do, an export is refused with the message that says so.
+LoadedTMPCAModel CMPCAResults::ExportModel() {
+  const CMPCAModel& fitted = model();
+  LoadedTMPCAModel exported = TMPCADocumentModel(fitted, fitted.report_options(), probability());
+  exported.unfolded.title = std::string(MessageText(MessageId::kAnalysisName));
+  if (const DataTable* table = analysis().host().table) {
+    exported.unfolded.data_source = table->SourceName();
+  }
+  return exported;
+}
 
 bool CMPCAResults::CodeGeneratorPMML() {
   if (!ExportUsable()) return false;
-  return Refuse(MessageId::kTimeWiseExportUnavailable);
+  std::string text;
+  WriteTMPCADocument(ExportModel(), text);
+  return SaveAndShow(".pmml", MessageId::kTMPCADocumentTitle, text);
 }
 
 bool CMPCAResults::CodeGeneratorCLang() {
   if (!ExportUsable()) return false;
-  return Refuse(MessageId::kTimeWiseExportUnavailable);
+  return SaveAndShow(".c", MessageId::kTMPCACCodeTitle, GenerateTMPCACCode(ExportModel()));
 }
 
 bool CMPCAResults::CodeGeneratorKVB() {
   if (!ExportUsable()) return false;
-  return Refuse(MessageId::kTimeWiseExportUnavailable);
+  return SaveAndShow(".kvb", MessageId::kTMPCAKVBTitle, GenerateTMPCAKVBCode(ExportModel()));
 }
 
 }  // namespace mspc

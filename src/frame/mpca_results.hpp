@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "deploy/tmpca_document.hpp"
 #include "frame/pca_results.hpp"
 #include "host/automation.hpp"
 
@@ -109,6 +110,8 @@ class CMPCAResults final : public PCAModelResults {
   bool TrajectoryOptionsUsable();
   /// Whether an export may go ahead: the limits it writes are in range.
   bool ExportUsable();
+  /// The fitted model as its document holds it, under the dialog's limit settings.
+  LoadedTMPCAModel ExportModel();
 
   TMPCAResults twin_;
 };

@@ -53,6 +53,8 @@ class CMSPC : public CAnalysisSupport {
   void ddstop();
 
   void SetNextOutputID(unsigned first, unsigned second);
+  /// Forget the pair set by `SetNextOutputID` that no report has taken yet.
+  void ClearNextOutputID() { tracker_->ClearPendingID(); }
   bool OutputExists(unsigned first, unsigned second) const;
   /// With standalone results on, record the routed output under the pending pair (true when
   /// recorded); with it off, do nothing and answer false.

@@ -88,6 +88,9 @@ std::vector<AutomationCommand> PLSResults::Commands() {
       MSPC_RESULTS_COMMAND(RemoveAllComponent),
       MSPC_RESULTS_COMMAND(AutoFitMoreComponents),
       MSPC_RESULTS_COMMAND(Details),
+      MSPC_RESULTS_COMMAND(CodeGeneratorPMML),
+      MSPC_RESULTS_COMMAND(CodeGeneratorCLang),
+      MSPC_RESULTS_COMMAND(CodeGeneratorKVB),
   };
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "deploy/pls_document.hpp"
 #include "frame/analysis_dialog.hpp"
 #include "frame/output_auto_update.hpp"
 #include "host/automation.hpp"
@@ -86,6 +87,11 @@ class PLSResults : public AutomationObject {
   bool AutoFitMoreComponents();
   /// Open the PLS Details dialog; closing it comes back to Results.
   bool Details();
+  /// Write the model document, C code (its fixed comment lines) or KVB code as
+  /// `<ExportFileName>.pmml`, `.c` or `.kvb`, and show it as a text report.
+  bool CodeGeneratorPMML();
+  bool CodeGeneratorCLang();
+  bool CodeGeneratorKVB();
 
  protected:
   bool Guarded(bool (CPLSResults::*command)());
@@ -132,10 +138,16 @@ class CPLSResults : public CAnalysisModelessDialog {
   bool RemoveAllComponent();
   bool AutoFitMoreComponents();
   bool Details();
+  bool CodeGeneratorPMML();
+  bool CodeGeneratorCLang();
+  bool CodeGeneratorKVB();
 
  protected:
   /// The step of the kind's Details dialog.
   virtual int DetailsStep() const;
+  /// The fitted model as its document holds it, under checked limit settings; false after
+  /// showing a refusal.
+  bool ExportModel(LoadedPLSModel& exported);
   void Route(const RoutedOutput& output);
   bool Refuse(MessageId id, const std::string& text);
   bool HasComponents();

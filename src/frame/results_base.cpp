@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "frame/automation_property.hpp"
+#include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "host/document_store.hpp"
 
@@ -52,16 +53,7 @@ bool ResultsDialog::ScoreLimitsUsable() {
 bool ResultsDialog::SaveAndShow(const std::string& extension,
                                 MessageId title,
                                 const std::string& text) {
-  const std::string file_name = export_file_name() + extension;
-  if (DocumentStore* documents = analysis().host().documents) {
-    std::string error;
-    if (!documents->SaveDocument(file_name, text, &error)) {
-      return Refuse(MessageId::kDocumentNotSaved,
-                    FormatMessage(MessageId::kDocumentNotSaved, file_name, error));
-    }
-  }
-  Route(TextReport{std::string(MessageText(title)), text});
-  return true;
+  return SaveAndShowExport(analysis(), export_file_name() + extension, title, text);
 }
 
 bool ResultsDialog::AddNextComponent() {

@@ -320,6 +320,9 @@ enum class MessageId : int {
   kDocumentNotice = 6001,
   kPCADocumentTitle = 6002,
   kPLSDocumentTitle = 6003,
+  kTMPCADocumentTitle = 6004,
+  kTMPLSDocumentTitle = 6005,
+  kBMPLSDocumentTitle = 6006,
   kDocumentNotSaved = 6010,
   kCodeFirstLine = 6100,
   kCodePCACommentTitle = 6101,
@@ -379,6 +382,25 @@ enum class MessageId : int {
   kKVBXScoreControlLower = 6196,
   kKVBXScoreWarningUpper = 6197,
   kKVBXScoreWarningLower = 6198,
+  kKVBYScoreStds = 6199,
+  kKVBYScoreControlUpper = 6200,
+  kKVBYScoreControlLower = 6201,
+  kKVBYScoreWarningUpper = 6202,
+  kKVBYScoreWarningLower = 6203,
+  // The code titles of the other kinds; the comment titles of generated code are these
+  // behind the comment mark.
+  kPLSCCodeTitle = 6210,
+  kPLSKVBTitle = 6211,
+  kTMPCACCodeTitle = 6212,
+  kTMPCAKVBTitle = 6213,
+  kTMPLSCCodeTitle = 6214,
+  kTMPLSKVBTitle = 6215,
+  kBMPLSCCodeTitle = 6216,
+  kBMPLSKVBTitle = 6217,
+  kCodePLSNotSupported1 = 6220,
+  kCodePLSNotSupported2 = 6221,
+  kCodePLSNotSupported3 = 6222,
+  kKVBCheckPLS = 6223,
 
   // Deployment of saved models (7000-7999).
   kDeployFileNotLoaded = 7001,
@@ -411,6 +433,7 @@ enum class MessageId : int {
   kDeployLoadingLength = 7046,
   kDeployDependentsDiffer = 7047,
   kDeploySelectionDisagrees = 7048,
+  kDeployAggregatedNotAppropriate = 7050,
   kDeployMissingElement = 7060,
   kDeployBadNumber = 7061,
   kDeployCountDiffers = 7062,
@@ -421,6 +444,8 @@ enum class MessageId : int {
   kDeploySPEContributionsTitle = 7101,
   kDeployScoresTitle = 7102,
   kDeployModelSubtitle = 7103,
+  kDeploySideBySideTitle = 7104,
+  kDeployModelColumn = 7105,
 
   // The host's file handling: data tables, XML documents, written files (8100-8199).
   kFileCannotOpen = 8100,

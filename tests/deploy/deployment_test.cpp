@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "deploy/deployment_analysis.hpp"
 #include "deploy/deployment_model.hpp"
 #include "deploy/pca_deployment.hpp"
 #include "deploy/pca_document.hpp"
@@ -24,6 +24,7 @@ namespace mspc {
 namespace {
 
 using fake::Put;
+using testing::DeploymentAnalysis;
 
 void ExpectRelative(double actual, double expected, double tolerance, const std::string& what) {
   if (std::isnan(expected)) {
@@ -224,77 +225,6 @@ TEST(DocumentKinds, OnlyTheRootsDirectChildrenCount) {
   EXPECT_EQ(count, 0);
 }
 
-// An analysis on a 30-case table driven as a host would: PCA fitted and exported, or saved
-// documents deployed.
-class DeploymentAnalysis {
- public:
-  DeploymentAnalysis() {
-    const DMatrix raw = testing::ManufacturedData(30, 4, {3.0, 1.5}, 0.3, 33);
-    for (std::size_t col = 0; col < raw.cols(); ++col) {
-      std::vector<double> values;
-      for (std::size_t row = 0; row < raw.rows(); ++row) values.push_back(raw(row, col));
-      table_.AddVariable("x" + std::to_string(col + 1), values);
-    }
-    HostServices services = host_.Services(&table_);
-    services.steps = &steps_;
-    services.probability = &probability_;
-    services.random = &random_;
-    services.xml = &parser_;
-    analysis_.InitCommons(services);
-  }
-
-  // Fit two components and export the model; returns the document text.
-  std::string FitAndExport() {
-    EXPECT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", std::int64_t{1});
-    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    EXPECT_EQ(steps_.RunStep(kStepPCAStartup), kDialogOpened);
-    Put(steps_.Twin(), "Variables", std::vector<std::string>{"x1", "x2", "x3", "x4"});
-    Put(steps_.Twin(), "FixedNumberOfComponents", true);
-    Put(steps_.Twin(), "NumberOfComponents", std::int64_t{2});
-    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    EXPECT_EQ(steps_.RunStep(kStepPCAResults), kDialogOpened);
-    EXPECT_TRUE(fake::Run(steps_.Twin(), "CodeGeneratorPMML"));
-    EXPECT_FALSE(host_.texts().empty());
-    return host_.texts().empty() ? std::string() : host_.texts().back().text;
-  }
-
-  // Open Deployment Startup with these documents and press OK.
-  bool Deploy(const std::vector<std::string>& texts,
-              const std::vector<std::string>& files = {},
-              const std::vector<std::string>& variables = {}) {
-    EXPECT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", std::int64_t{0});
-    EXPECT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    EXPECT_EQ(steps_.RunStep(kStepDeployStartup), kDialogOpened);
-    AutomationObject& twin = steps_.Twin();
-    EXPECT_EQ(twin.TwinName(), "MSPCDeployment");
-    Put(twin, "ModelTexts", texts);
-    Put(twin, "ModelFiles", files);
-    Put(twin, "Variables", variables);
-    return fake::Run(twin, "OK");
-  }
-
-  AutomationObject& Twin() { return steps_.Twin(); }
-  RecordingHost& host() { return host_; }
-  // The last refusal shown, with its text.
-  const RecordedMessage* LastStop() const {
-    for (auto it = host_.messages().rbegin(); it != host_.messages().rend(); ++it) {
-      if (it->kind == MessageKind::kStop) return &*it;
-    }
-    return nullptr;
-  }
-
- private:
-  fake::FakeStepMachinery steps_;
-  RecordingHost host_;
-  FakeDataTable table_;
-  platform::BoostProbability probability_;
-  platform::SeededRandom random_;
-  platform::PugiXmlParser parser_;
-  CMSPC analysis_{0, nullptr};
-};
-
 const Graph* FindGraph(const std::vector<Graph>& graphs, const std::string& title, int nth) {
   for (const Graph& graph : graphs) {
     if (graph.title == title && nth-- == 0) return &graph;
@@ -355,15 +285,14 @@ TEST(DeploymentDialog, LoadingRefusalsEndTheDeploymentWithTheirMessage) {
       {{"<PMML><PCA>"}, {}, MessageId::kDeployTextNotLoaded},
       {{}, {"/nonexistent/model.pmml"}, MessageId::kDeployFileNotLoaded},
       {{}, {}, MessageId::kDeployNoSourceChosen},
-      {{pls}, {}, MessageId::kDeployKindNotDeployable},
+      {{"<PMML version=\"2.0\"><TMPLS/></PMML>"}, {}, MessageId::kDeployKindNotDeployable},
   };
   for (const Case& c : cases) {
     EXPECT_FALSE(analysis.Deploy(c.texts, c.files));
     ASSERT_NE(analysis.LastStop(), nullptr);
     EXPECT_EQ(analysis.LastStop()->id, c.id) << analysis.LastStop()->text;
   }
-  EXPECT_EQ(analysis.LastStop()->text,
-            "Deployment of PLS models is not available yet; only PCA models can be deployed.");
+  EXPECT_EQ(analysis.LastStop()->text, "Deployment of TMPLS models is not available yet.");
   EXPECT_FALSE(analysis.Deploy({}, {"/nonexistent/model.pmml"}));
   EXPECT_EQ(analysis.LastStop()->text,
             "Could not load PMML file /nonexistent/model.pmml successfully. Please check the "
@@ -385,53 +314,6 @@ TEST(DeploymentDialog, VariablesAreMatchedByName) {
   EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployVariablesDoNotMatch);
   EXPECT_FALSE(analysis.Deploy({renamed}));
   EXPECT_EQ(analysis.LastStop()->id, MessageId::kDeployUnknownVariable);
-}
-
-}  // namespace
-}  // namespace mspc
-
-namespace mspc {
-namespace {
-
-// Damaged copies of a good document: each is refused with a message or read as a model that
-// scores without fault; none may crash or hang.
-TEST(PCADocumentReading, DamagedDocumentsAreRefusedOrReadNeverCrash) {
-  const DMatrix raw = testing::ManufacturedData(15, 3, {2.0}, 0.3, 2);
-  const WorkingData data = testing::ContinuousData(raw, {"a", "b", "c"});
-  const std::string good = DocumentOf(testing::FittedEngine(data, 1), data);
-  const platform::PugiXmlParser parser;
-  std::mt19937_64 random(77);
-  const std::string alphabet = "<>/=\"' e+-.0123456789naifPCAScoreLoadingDataField\n&;#x";
-  int loaded = 0;
-  for (int trial = 0; trial < 3000; ++trial) {
-    std::string text = good;
-    const int edits = 1 + static_cast<int>(random() % 4);
-    for (int e = 0; e < edits; ++e) {
-      const std::size_t at = random() % text.size();
-      switch (random() % 3) {
-        case 0:
-          text[at] = alphabet[random() % alphabet.size()];
-          break;
-        case 1:
-          text.erase(at, 1 + random() % 20);
-          break;
-        default:
-          text.insert(at, 1, alphabet[random() % alphabet.size()]);
-      }
-      if (text.empty()) text = "<";
-    }
-    const XmlLoadResult result = parser.LoadText(text, true);
-    if (!result.loaded) continue;
-    try {
-      const LoadedPCAModel model = ReadPCADocument(result.root);
-      const PCADeploymentScores scores = ScorePCA(model, ModelColumns(model, raw));
-      EXPECT_EQ(scores.t2.size(), raw.rows());
-      ++loaded;
-    } catch (const AnalysisStop&) {
-    }
-  }
-  // Most single edits land in numbers and names that still read.
-  EXPECT_GT(loaded, 0);
 }
 
 }  // namespace

@@ -321,8 +321,11 @@ TEST(TMPCAResultsDialog, ComponentCommandsDetailsAndExports) {
   EXPECT_FALSE(analysis.Run("RemoveLastComponent"));
   ASSERT_TRUE(analysis.Run("AddNextComponent"));
 
-  EXPECT_FALSE(analysis.Run("CodeGeneratorPMML"));
-  EXPECT_EQ(analysis.host().CountOf(MessageId::kTimeWiseExportUnavailable), 1);
+  for (const char* exporter : {"CodeGeneratorPMML", "CodeGeneratorCLang", "CodeGeneratorKVB"}) {
+    ASSERT_TRUE(analysis.Run(exporter)) << exporter;
+  }
+  ASSERT_EQ(analysis.host().texts().size(), 3u);
+  EXPECT_NE(analysis.host().texts()[0].text.find("<TMPCA "), std::string::npos);
 
   ASSERT_TRUE(analysis.Run("Details"));
   EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCADetails);

@@ -1,0 +1,142 @@
+// Golden files of one small PCA model and one small PLS model: their documents, C code and KVB
+// code. The files live in tests/data/golden; `MSPC_UPDATE_GOLDEN=1 build/dev/tests/mspc_tests
+// --gtest_filter='GoldenFiles*'` writes them anew after an intended change (review the diff).
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "export/c_code.hpp"
+#include "export/export_test_support.hpp"
+#include "export/kvb_code.hpp"
+#include "export/model_document.hpp"
+#include "export/pls_model_document.hpp"
+#include "pca/pca_reports.hpp"
+#include "platform/boost_probability.hpp"
+#include "pls/pls_reports.hpp"
+#include "pls/pls_test_support.hpp"
+
+namespace mspc {
+namespace {
+
+// Numbers as the exports write them ("%.14e"); the fits behind them may move in the last
+// digits when the engines' summation order changes, so they are compared with a tolerance.
+const std::regex kNumber(R"([-+]?\d\.\d{14}e[-+]\d{2,3})");
+
+// The texts agree line by line: numbers to `tolerance` relative, everything else exactly.
+void ExpectSameText(const std::string& actual, const std::string& expected, double tolerance) {
+  std::istringstream actual_lines(actual);
+  std::istringstream expected_lines(expected);
+  std::string a;
+  std::string e;
+  int line = 0;
+  while (std::getline(expected_lines, e)) {
+    ++line;
+    ASSERT_TRUE(std::getline(actual_lines, a)) << "missing line " << line << ": " << e;
+    EXPECT_EQ(std::regex_replace(a, kNumber, "#"), std::regex_replace(e, kNumber, "#"))
+        << "line " << line;
+    std::vector<double> a_numbers;
+    std::vector<double> e_numbers;
+    for (std::sregex_iterator it(a.begin(), a.end(), kNumber), end; it != end; ++it) {
+      a_numbers.push_back(std::strtod(it->str().c_str(), nullptr));
+    }
+    for (std::sregex_iterator it(e.begin(), e.end(), kNumber), end; it != end; ++it) {
+      e_numbers.push_back(std::strtod(it->str().c_str(), nullptr));
+    }
+    ASSERT_EQ(a_numbers.size(), e_numbers.size()) << "line " << line;
+    for (std::size_t n = 0; n < e_numbers.size(); ++n) {
+      EXPECT_LE(std::fabs(a_numbers[n] - e_numbers[n]),
+                tolerance * std::max(1.0, std::fabs(e_numbers[n])))
+          << "line " << line << ": " << a;
+    }
+  }
+  EXPECT_FALSE(std::getline(actual_lines, a)) << "extra line: " << a;
+}
+
+void ExpectGolden(const std::string& text, const std::string& name) {
+  const std::string path = std::string(MSPC_TEST_DATA_DIR) + "/golden/" + name;
+  if (std::getenv("MSPC_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
+  std::ifstream file(path);
+  ASSERT_TRUE(file.good()) << path;
+  std::stringstream expected;
+  expected << file.rdbuf();
+  ExpectSameText(text, expected.str(), 1e-9);
+}
+
+DMatrix SmallTable() {
+  DMatrix raw(6, 3);
+  const double values[6][3] = {{1.0, 2.0, 0.5},
+                               {2.0, 3.9, 1.5},
+                               {3.0, 6.1, 0.0},
+                               {4.0, 8.0, 2.5},
+                               {5.0, 9.8, 1.0},
+                               {6.0, 12.2, 3.0}};
+  for (std::size_t i = 0; i < 6; ++i) {
+    for (std::size_t j = 0; j < 3; ++j) raw(i, j) = values[i][j];
+  }
+  return raw;
+}
+
+TEST(GoldenFiles, ASmallPCAModelWritesItsDocumentCAndKVB) {
+  const DMatrix raw = SmallTable();
+  const WorkingData data = testing::ContinuousData(raw, {"feed", "steam <kg/h>", "valve"});
+  const platform::BoostProbability probability;
+  LoadedPCAModel model = PCADocumentModel(testing::FittedEngine(data, 2),
+                                          data,
+                                          ScalingMode::UnitStandardDeviations,
+                                          PCAReportOptions{},
+                                          probability);
+  std::string text;
+  WritePCADocument(model, text);
+  ExpectGolden(text, "pca_small.pmml");
+  model.title = "Multivariate Statistical Process Control";
+  model.data_source = "plant.csv";
+  ExpectGolden(GeneratePCACCode(model), "pca_small.c");
+  ExpectGolden(GeneratePCAKVBCode(model), "pca_small.kvb");
+}
+
+TEST(GoldenFiles, ASmallPLSModelWritesItsDocumentCAndKVB) {
+  const DMatrix table = SmallTable();
+  DMatrix x(6, 2);
+  DMatrix y(6, 1);
+  for (std::size_t i = 0; i < 6; ++i) {
+    x(i, 0) = table(i, 0);
+    x(i, 1) = table(i, 2);
+    y(i, 0) = table(i, 1);
+  }
+  WorkingData predictors = testing::ContinuousData(x, {"feed", "valve"});
+  WorkingData dependents = testing::ContinuousData(y, {"steam \"out\""});
+  // Their places in the table: feed, steam, valve.
+  predictors.variables[1].table_index = 2;
+  dependents.variables[0].table_index = 1;
+  PLSFitOptions options;
+  options.max_iterations = 1000;
+  options.convergence = 1e-14;
+  PLSEngine engine(options);
+  engine.CenterAndScale(
+      x, y, {predictors.mean, predictors.scale}, {dependents.mean, dependents.scale});
+  testing::StoreComponents(engine, 1);
+  const platform::BoostProbability probability;
+  LoadedPLSModel model = PLSDocumentModel(engine,
+                                          predictors,
+                                          dependents,
+                                          ScalingMode::UnitStandardDeviations,
+                                          PLSReportOptions{},
+                                          probability);
+  std::string text;
+  WritePLSDocument(model, text);
+  ExpectGolden(text, "pls_small.pmml");
+  model.title = "Multivariate Statistical Process Control";
+  model.data_source = "plant.csv";
+  ExpectGolden(GeneratePLSCCode(model), "pls_small.c");
+  ExpectGolden(GeneratePLSKVBCode(model), "pls_small.kvb");
+}
+
+}  // namespace
+}  // namespace mspc

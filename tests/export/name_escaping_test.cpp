@@ -1,0 +1,143 @@
+// Names come from the user's table and may hold anything. They must come back unchanged
+// through a model document, and they can never end a comment or a string of generated code.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "deploy/pls_document.hpp"
+#include "export/c_code.hpp"
+#include "export/export_test_support.hpp"
+#include "export/kvb_code.hpp"
+#include "export/model_document.hpp"
+#include "export/pls_model_document.hpp"
+#include "pca/pca_reports.hpp"
+#include "platform/boost_probability.hpp"
+#include "platform/pugi_xml_parser.hpp"
+#include "platform/temp_folder.hpp"
+#include "pls/pls_reports.hpp"
+#include "pls/pls_test_support.hpp"
+
+namespace mspc {
+namespace {
+
+const std::vector<std::string> kHostile = {"line\nbreak\r\nEnd Sub",
+                                           "comment */ int x; /*",
+                                           "quote \" and ' apostrophe",
+                                           "trigraph ?\?/",
+                                           "ends in a backslash \\",
+                                           "ends in a continuation _",
+                                           "\"/><PCA/><x y=\"&amp;"};
+const std::vector<std::string> kPlain = {"a", "b", "c", "d", "e", "f", "g"};
+
+XmlElement Parse(const std::string& text) {
+  const platform::PugiXmlParser parser;
+  XmlLoadResult result = parser.LoadText(text, true);
+  EXPECT_TRUE(result.loaded) << result.error;
+  return result.root;
+}
+
+LoadedPCAModel PCAModel(const std::vector<std::string>& names) {
+  const DMatrix raw = testing::ManufacturedData(15, names.size(), {2.0, 1.0}, 0.3, 5);
+  const WorkingData data = testing::ContinuousData(raw, names);
+  const platform::BoostProbability probability;
+  LoadedPCAModel model = PCADocumentModel(testing::FittedEngine(data, 2),
+                                          data,
+                                          ScalingMode::UnitStandardDeviations,
+                                          PCAReportOptions{},
+                                          probability);
+  model.title = names[4];
+  model.data_source = names[5];
+  return model;
+}
+
+// Two dependents named by the first two names, predictors by the others.
+LoadedPLSModel PLSModel(const std::vector<std::string>& names) {
+  const DMatrix x = testing::ManufacturedData(15, names.size() - 2, {2.0, 1.0}, 0.3, 6);
+  const DMatrix y = testing::LinearResponse(
+      x, std::vector<std::vector<double>>(x.cols(), {0.5, -0.5}), {1.0, 2.0}, 0.1, 3);
+  const WorkingData predictors =
+      testing::ContinuousData(x, std::vector<std::string>(names.begin() + 2, names.end()));
+  const WorkingData dependents = testing::ContinuousData(y, {names[0], names[1]});
+  PLSEngine engine;
+  engine.CenterAndScale(
+      x, y, {predictors.mean, predictors.scale}, {dependents.mean, dependents.scale});
+  testing::StoreComponents(engine, 2);
+  const platform::BoostProbability probability;
+  LoadedPLSModel model = PLSDocumentModel(engine,
+                                          predictors,
+                                          dependents,
+                                          ScalingMode::UnitStandardDeviations,
+                                          PLSReportOptions{},
+                                          probability);
+  model.title = names[5];
+  model.data_source = names[4];
+  return model;
+}
+
+std::size_t LineCount(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+TEST(NameEscaping, EveryNameComesBackFromTheDocumentAsItWasWritten) {
+  std::string pca_text;
+  WritePCADocument(PCAModel(kHostile), pca_text);
+  const LoadedPCAModel pca = ReadPCADocument(Parse(pca_text));
+  ASSERT_EQ(pca.fields.size(), kHostile.size());
+  for (std::size_t f = 0; f < kHostile.size(); ++f) EXPECT_EQ(pca.fields[f].name, kHostile[f]);
+
+  std::string pls_text;
+  WritePLSDocument(PLSModel(kHostile), pls_text);
+  const LoadedPLSModel pls = ReadPLSDocument(Parse(pls_text));
+  ASSERT_EQ(pls.dependent_fields.size(), 2u);
+  ASSERT_EQ(pls.predictor_fields.size(), kHostile.size() - 2);
+  EXPECT_EQ(pls.dependent_fields[0].name, kHostile[0]);
+  EXPECT_EQ(pls.dependent_fields[1].name, kHostile[1]);
+  for (std::size_t f = 2; f < kHostile.size(); ++f) {
+    EXPECT_EQ(pls.predictor_fields[f - 2].name, kHostile[f]);
+  }
+}
+
+TEST(NameEscaping, GeneratedCWithAnyNameCompilesAndKeepsItsLines) {
+  const platform::testing::TempFolder folder;
+  const std::string pca = GeneratePCACCode(PCAModel(kHostile));
+  const std::string pls = GeneratePLSCCode(PLSModel(kHostile));
+  EXPECT_EQ(LineCount(pca), LineCount(GeneratePCACCode(PCAModel(kPlain))));
+  EXPECT_EQ(LineCount(pls), LineCount(GeneratePLSCCode(PLSModel(kPlain))));
+  for (const auto& [name, code] : {std::pair{"pca.c", pca}, std::pair{"pls.c", pls}}) {
+    // Every line that carries a name is a line comment, and no comment continues onto the next
+    // line through a final backslash.
+    for (std::size_t start = 0, end = 0; start < code.size(); start = end + 1) {
+      end = code.find('\n', start);
+      const std::string line = code.substr(start, end - start);
+      if (line.find("backslash") != std::string::npos || line.find("quote") != std::string::npos) {
+        EXPECT_EQ(line.rfind("//", 0), 0u) << line;
+      }
+      EXPECT_TRUE(line.empty() || line.back() != '\\') << line;
+    }
+    const std::string file = folder.Write(name, code);
+    const std::string compile =
+        "gcc -std=c99 -Wall -Wextra -Werror -fsyntax-only '" + file + "' 2>&1";
+    FILE* pipe = popen(compile.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string diagnostics;
+    char buffer[512];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) diagnostics += buffer;
+    EXPECT_EQ(pclose(pipe), 0) << name << ": " << diagnostics;
+  }
+}
+
+TEST(NameEscaping, GeneratedKVBWithAnyNameKeepsItsLinesAndStrings) {
+  const std::string hostile = GeneratePLSKVBCode(PLSModel(kHostile));
+  EXPECT_EQ(LineCount(hostile), LineCount(GeneratePLSKVBCode(PLSModel(kPlain))));
+  // Neither the title nor the data source at the end of a comment line continues it.
+  EXPECT_NE(hostile.find("' Korvane MSPC, ends in a continuation _.\n"), std::string::npos);
+  // A quote inside a name is doubled, so the literal ends where the name does.
+  EXPECT_NE(hostile.find("<> \"quote \"\" and ' apostrophe\" Then"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace mspc

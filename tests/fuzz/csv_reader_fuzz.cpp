@@ -1,0 +1,12 @@
+// libFuzzer target: CSV text (see fuzz_entries.hpp).
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "fuzz/fuzz_entries.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  mspc::fuzz::CsvText(std::string_view(reinterpret_cast<const char*>(data), size));
+  return 0;
+}
