@@ -18,8 +18,8 @@ LoadedTMPCAModel TMPCADocumentModel(const CMPCAModel& model,
                                     const PCAReportOptions& options,
                                     const ProbabilityFunctions& probability) {
   const BatchData& data = model.batch_data();
-  const PCAEngine& engine = model.time_wise_engine();
-  const WorkingData& block = data.predictors;
+  const PCAEngine& engine = model.engine();
+  const WorkingData& block = model.working_data();
   const std::size_t per_time = data.columns_per_time;
   LoadedTMPCAModel exported;
   exported.unfolded =
@@ -66,7 +66,7 @@ LoadedTMPCAModel TMPCADocumentModel(const CMPCAModel& model,
   exported.time_codes = data.time_values;
   exported.time_labels = data.time_labels;
   exported.stacked = data.stacked;
-  const TrajectoryOptions& trajectory = model.trajectory_options();
+  const TrajectoryOptions& trajectory = model.time_wise_options().trajectory;
   exported.trajectory_control = trajectory.control_constant;
   exported.trajectory_warning = trajectory.warning_limits;
   exported.trajectory_warning_limit = trajectory.warning_constant;

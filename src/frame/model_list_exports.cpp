@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "batch/mpca_model.hpp"
 #include "deploy/deployment_model.hpp"
 #include "frame/mspc.hpp"
 #include "pca/pca_model.hpp"
@@ -95,9 +94,6 @@ std::vector<std::string> ObservationList(const CBaseModel* model, int list) {
     return labels;
   }
   if (model == nullptr || !model->IsFitted()) return {};
-  if (const auto* batch = dynamic_cast<const CMPCAModel*>(model)) {
-    return Rows(batch->batch_data().predictors, removed);
-  }
   if (const auto* pca = dynamic_cast<const CPCAModel*>(model)) {
     return Rows(pca->working_data(), removed);
   }

@@ -131,8 +131,8 @@ TEST_F(TMPCAExport, TheDeployedDocumentScoresTheBatchesAsTheFitDid) {
   ASSERT_EQ(deployment.pca_models().size(), 1u);
   const PCADeploymentScores& scores = deployment.pca_models()[0].scores;
   ASSERT_EQ(scores.t2.size(), kBatches);
-  const std::vector<double> t2 = ComputeModelT2(model_.time_wise_engine());
-  const std::vector<double> spe = ComputeModelSPE(model_.time_wise_engine());
+  const std::vector<double> t2 = ComputeModelT2(model_.engine());
+  const std::vector<double> spe = ComputeModelSPE(model_.engine());
   for (std::size_t i = 0; i < kBatches; ++i) {
     EXPECT_NEAR(scores.t2[i], t2[i], 1e-10 * std::max(1.0, t2[i])) << "batch " << i;
     EXPECT_NEAR(scores.spe[i], spe[i], 1e-10 * std::max(1.0, spe[i])) << "batch " << i;
