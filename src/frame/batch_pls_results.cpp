@@ -6,7 +6,9 @@
 
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
+#include "export/c_code.hpp"
 #include "frame/automation_property.hpp"
+#include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
 #include "models/missing.hpp"
@@ -458,7 +460,19 @@ bool CBatchPLSResults::VariableTrajectorySpreadsheet() {
 }
 
 bool CBatchPLSResults::CodeGeneratorPMML() { return RefuseExport(); }
-bool CBatchPLSResults::CodeGeneratorCLang() { return RefuseExport(); }
+bool CBatchPLSResults::CodeGeneratorCLang() {
+  // C deployment is not generated for the PLS kinds: the file carries the fixed note instead.
+  const MessageId title = model().Kind() == ModelKind::kTMPLS ? MessageId::kTMPLSCCodeTitle
+                                                              : MessageId::kBMPLSCCodeTitle;
+  const DataTable* table = analysis().host().table;
+  return SaveAndShowExport(
+      analysis(),
+      model().report_options().export_file_name + ".c",
+      title,
+      GenerateUnsupportedPLSCCode(title,
+                                  std::string(MessageText(MessageId::kAnalysisName)),
+                                  table != nullptr ? table->SourceName() : std::string()));
+}
 bool CBatchPLSResults::CodeGeneratorKVB() { return RefuseExport(); }
 
 // ---------------------------------------------------------------------------------------------

@@ -194,6 +194,10 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_FALSE(fake::Run(twin, "VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
   EXPECT_FALSE(fake::Run(twin, "CodeGeneratorPMML"));
+  // The C export is the fixed note that C deployment is not generated for a PLS kind.
+  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorCLang"));
+  ASSERT_FALSE(analysis.host().texts().empty());
+  EXPECT_NE(analysis.host().texts().back().text.find("//"), std::string::npos);
 
   ASSERT_TRUE(fake::Run(twin, "Details"));
   ASSERT_EQ(analysis.steps().LastExit()->next_step, kStepTMPLSDetails);
