@@ -492,6 +492,17 @@ void CheckUnfolded(const BatchPlan& plan,
   }
 
   if (data.dependents_per_slot > 0 && !AllEqual(data.dependents_per_batch)) {
+    // With a dependent identifier two unequal counts have their own messages: a batch where
+    // the identifier marks no case, and a batch with several marked cases where the others
+    // carry one value each.
+    const auto [fewest, most] =
+        std::minmax_element(data.dependents_per_batch.begin(), data.dependents_per_batch.end());
+    if (plan.has_dependent_identifier && *fewest == 0) {
+      throw stop(AnalysisStop::With(MessageId::kDependentIdentifierNotMatching));
+    }
+    if (plan.has_dependent_identifier && *fewest == 1 && *most > 1) {
+      throw stop(AnalysisStop::With(MessageId::kMultipleDependentValues));
+    }
     throw stop(AnalysisStop::With(MessageId::kUnequalDependentValues));
   }
 

@@ -588,6 +588,12 @@ constexpr Entry kTable[] = {
     {5016, "Pre-processed data"},
     {5017, "Batch"},
     {5018, "Time"},
+    {5019,
+     "Dependent identifier is not matching the batch definition. Please check your data "
+     "carefully."},
+    {5020,
+     "Multiple dependent values have been found in the same batch. The analysis doesn't support "
+     "this data."},
 
     {5100, "Time-wise Multi-way Principal Components Analysis Eigenvalues"},
     {5101, "Component %d"},

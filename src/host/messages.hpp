@@ -277,6 +277,8 @@ enum class MessageId : int {
   kPreprocessedDataTitle = 5016,
   kBatchHeader = 5017,
   kTimeHeader = 5018,
+  kDependentIdentifierNotMatching = 5019,
+  kMultipleDependentValues = 5020,
 
   // Reports of the time-wise multi-way PCA model.
   kTMPCAEigenvaluesTitle = 5100,

@@ -472,14 +472,27 @@ TEST_F(UnfoldingTest, TimeCodesMustMatchTheIntervals) {
 }
 
 TEST_F(UnfoldingTest, UnequalDependentValues) {
-  AddCases(table_, {{1, 1, 1, 1}, {1, 2, 2, 2}, {2, 1, 3, 3}, {2, 2, 4, 4}});
-  table_.AddVariable("y", {1, 2, 3, 4});
-  table_.AddVariable("mark", {1, 1, 1, 0});
+  AddCases(table_,
+           {{1, 1, 1, 1}, {1, 2, 2, 2}, {1, 3, 5, 5}, {2, 1, 3, 3}, {2, 2, 4, 4}, {2, 3, 6, 6}});
+  table_.AddVariable("y", {1, 2, 3, 4, 5, 6});
   request_.dependent_variables = {"y"};
-  request_.dependent_identifier = "mark";
-  EXPECT_EQ(StopOf().text(),
-            "The batch process requires equal number of dependent values for each batch. "
-            "Non-equal number of dependent values have been found and the analysis stops.");
+  // Marked cases per batch: 3 and 2; 2 and 1 (one value per batch expected); 2 and none.
+  const std::vector<std::pair<std::vector<double>, const char*>> cases = {
+      {{1, 1, 1, 1, 1, 0},
+       "The batch process requires equal number of dependent values for each batch. "
+       "Non-equal number of dependent values have been found and the analysis stops."},
+      {{1, 1, 0, 1, 0, 0},
+       "Multiple dependent values have been found in the same batch. The analysis doesn't "
+       "support this data."},
+      {{1, 1, 0, 0, 0, 0},
+       "Dependent identifier is not matching the batch definition. Please check your data "
+       "carefully."}};
+  for (const auto& [marks, message] : cases) {
+    const std::string mark = "mark" + std::to_string(table_.NumVariables());
+    table_.AddVariable(mark, marks);
+    request_.dependent_identifier = mark;
+    EXPECT_EQ(StopOf().text(), message);
+  }
 }
 
 TEST_F(UnfoldingTest, CategoricalDependentsMustBeWholeNumbers) {
