@@ -201,9 +201,11 @@ bool TestPLSComponent(CPLSNode& node,
 }
 
 void PLSEngine::SetOptions(const PLSFitOptions& options) {
+  // The cross-products depend on the data alone; they are dropped only when the option that
+  // uses them changes (they are not kept up to date while it is off).
+  if (options.cross_products != options_.cross_products) products_.reset();
   options_ = options;
   folds_.reset();
-  products_.reset();
 }
 
 void PLSEngine::CenterAndScale(const DMatrix& raw_x,

@@ -130,6 +130,47 @@ TEST(PCAEngineProperties, OrthogonalScoresUnitLoadingsAndSumsOfSquaresAddUp) {
   EXPECT_LE(engine.R2XCumulative(nodes.back()), 1.0);
 }
 
+// On complete data the iteration runs on XᵀX; streaming the data in every iteration is the
+// same iteration, so both give the same components to rounding, excluded rows and variables
+// included. With 33 columns the cross-product kernels use full and edge tiles alike.
+TEST(PCAEngineCrossProducts, MatchTheStreamedIterationToRounding) {
+  const DMatrix raw = ManufacturedData(300, 33, {6.0, 4.0, 3.0, 2.0, 1.5}, 0.3, 17);
+  std::vector<bool> excluded_rows(300, false);
+  std::vector<bool> excluded_variables(33, false);
+  excluded_rows[5] = true;
+  excluded_variables[20] = true;
+  PCAFitOptions options = FixedCount(5, 1e-9);
+  PCAEngine products = StandardisedEngine(raw, options, excluded_rows, excluded_variables);
+  options.cross_products = false;
+  PCAEngine streamed = StandardisedEngine(raw, options, excluded_rows, excluded_variables);
+  ASSERT_TRUE(products.UsesCrossProducts());
+  ASSERT_FALSE(streamed.UsesCrossProducts());
+  ASSERT_EQ(products.AutoFit(), 5);
+  ASSERT_EQ(streamed.AutoFit(), 5);
+  for (std::size_t a = 0; a < 5; ++a) {
+    const CPCANode& x = products.Nodes()[a];
+    const CPCANode& y = streamed.Nodes()[a];
+    EXPECT_EQ(x.iterations, y.iterations) << a;
+    EXPECT_NEAR(x.eigenvalue, y.eigenvalue, 1e-11 * y.eigenvalue) << a;
+    EXPECT_LT(SignFreeDistance(x.p, y.p), 1e-10) << a;
+    EXPECT_LT(SignFreeDistance(x.t, y.t), 1e-9) << a;
+    EXPECT_NEAR(x.residual_ss, y.residual_ss, 1e-10 * products.TotalSS()) << a;
+    EXPECT_LT(SignFreeDistance(x.explained_ss_per_variable, y.explained_ss_per_variable), 1e-9);
+    EXPECT_EQ(x.t[5], 0.0);
+    EXPECT_EQ(x.p[20], 0.0);
+  }
+  // The matrix kept up to date by rank-one terms equals the one formed from the residuals.
+  PCAEngine copy = products;
+  copy.SetOptions(FixedCount(5, 1e-9));  // same options: the matrix is kept
+  const std::vector<double> updated(products.Gram().begin(), products.Gram().end());
+  PCAFitOptions off = FixedCount(5, 1e-9);
+  off.cross_products = false;
+  copy.SetOptions(off);
+  copy.SetOptions(FixedCount(5, 1e-9));  // dropped and formed again from the residuals
+  const std::span<const double> formed = copy.Gram();
+  for (std::size_t k = 0; k < formed.size(); ++k) EXPECT_NEAR(updated[k], formed[k], 1e-9);
+}
+
 TEST(PCAEngineRemoval, RemovingComponentsRestoresTheWorkingMatrix) {
   DMatrix raw = ManufacturedData(25, 5, {3.0, 2.0}, 0.4, 21);
   raw(3, 1) = kMissingValue;
