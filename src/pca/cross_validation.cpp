@@ -15,6 +15,7 @@
 #include "host/errors.hpp"
 #include "host/messages.hpp"
 #include "host/progress.hpp"
+#include "models/cross_product.hpp"
 #include "models/dmatrix.hpp"
 #include "models/tolerant.hpp"
 #include "pca/pca_engine.hpp"
@@ -76,14 +77,22 @@ struct ThreadBuffers {
   NIPALSScratch scratch;
   std::vector<double> scores;
   std::vector<double> loadings;
+  std::vector<double> gram;  // complete data: the cross-products a group fit works on
 };
 
 // The hold-out fits of one pass: loadings without each row group, scores without each column.
 // The fits are independent, so they run in parallel; each is sequential and writes only its own
 // row of the results, which therefore do not depend on the number of threads.
+//
+// On complete data every fit runs on the cross-product matrix: a group's fit on XᵀX less the
+// cross-products of its rows, a held-out column's on XᵀX with that column left out. The held-out
+// columns' scores are then not kept (they would take as much room as the data): their loadings
+// are, scaled so that X times them gives the scores, and the predictions are formed block by
+// block of rows afterwards.
 struct HoldOutFits {
-  DMatrix group_loadings;  // groups × K
-  DMatrix column_scores;   // held-out columns × N
+  DMatrix group_loadings;               // groups × K
+  DMatrix column_scores;                // held-out columns × N (streamed fits)
+  std::vector<double> column_loadings;  // K × K: column j holds p / p'p of the fit without j
 };
 
 HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
@@ -91,7 +100,15 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
   const std::size_t cols = engine.Cols();
   const std::size_t group_count = plan.group_rows.size();
   const std::size_t task_count = group_count + plan.columns.size();
-  HoldOutFits fits{DMatrix(group_count, cols), DMatrix(plan.columns.size(), rows)};
+  const bool products = engine.UsesCrossProducts();
+  HoldOutFits fits;
+  fits.group_loadings = DMatrix(group_count, cols);
+  if (products) {
+    fits.column_loadings.assign(cols * cols, 0.0);
+  } else {
+    fits.column_scores = DMatrix(plan.columns.size(), rows);
+  }
+  const std::span<const double> gram = products ? engine.Gram() : std::span<const double>();
 
   // Every buffer is allocated before the parallel region, which must not throw.
   std::vector<ThreadBuffers> buffers(static_cast<std::size_t>(std::max(1, omp_get_max_threads())));
@@ -99,6 +116,7 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
     buffer.scratch.Resize(rows, cols);
     buffer.scores.resize(rows);
     buffer.loadings.resize(cols);
+    if (products) buffer.gram.resize(cols * cols);
   }
 
   // The host's progress bar belongs to the calling thread (thread 0 of the region): only it
@@ -131,6 +149,16 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
       if (progress != nullptr && thread == 0 && index > 0) {
         progress->SetCaption(plan.captions[index]);
       }
+      if (products) {
+        // XᵀX less the cross-products of the group's rows: the rows the fit keeps.
+        std::fill(buffer.gram.begin(), buffer.gram.end(), 0.0);
+        kernels::AddGram(engine.MaskedResidual(), {plan.group_rows[index]}, buffer.gram);
+        for (std::size_t k = 0; k < gram.size(); ++k) buffer.gram[k] = gram[k] - buffer.gram[k];
+        double divisor = 0.0;
+        engine.RunNIPALSOnGram(
+            buffer.gram, -1, fits.group_loadings.Row(index), divisor, buffer.scratch, poll);
+        continue;
+      }
       std::span<double> row_weight = buffer.scratch.row_weight;
       const std::span<const double> base = engine.BaseRowWeight();
       std::copy(base.begin(), base.end(), row_weight.begin());
@@ -139,8 +167,20 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
           row_weight, -1, buffer.scores, fits.group_loadings.Row(index), buffer.scratch, poll);
     } else {
       const std::size_t column_index = index - group_count;
+      const std::size_t held_out = plan.columns[column_index];
+      if (products) {
+        double divisor = 0.0;
+        engine.RunNIPALSOnGram(
+            gram, static_cast<int>(held_out), buffer.loadings, divisor, buffer.scratch, poll);
+        // Each task writes only its own column.
+        for (std::size_t col = 0; col < cols; ++col) {
+          fits.column_loadings[col * cols + held_out] =
+              divisor == 0.0 ? 0.0 : buffer.loadings[col] / divisor;
+        }
+        continue;
+      }
       engine.RunNIPALS(engine.BaseRowWeight(),
-                       static_cast<int>(plan.columns[column_index]),
+                       static_cast<int>(held_out),
                        fits.column_scores.Row(column_index),
                        buffer.loadings,
                        buffer.scratch,
@@ -178,6 +218,58 @@ void SumHeldOutColumnPress(const PCAEngine& engine,
       }
     }
   }
+}
+
+// The same sums from the complete-data fits: the held-out columns' scores of a block of rows
+// are that block times the columns' scaled loadings. Blocks run in parallel, each into its own
+// row of partial sums, which are then added in block order, column by column.
+void SumHeldOutColumnPressFromLoadings(const PCAEngine& engine,
+                                       const HoldOutPlan& plan,
+                                       const HoldOutFits& fits,
+                                       CPCANode& node) {
+  constexpr std::size_t kBlockRows = 64;
+  const std::size_t rows = engine.Rows();
+  const std::size_t cols = engine.Cols();
+  const DMatrix& x = engine.MaskedResidual();
+  std::vector<std::ptrdiff_t> group_of_row(rows, -1);
+  for (std::size_t group = 0; group < plan.group_rows.size(); ++group) {
+    for (std::size_t row : plan.group_rows[group]) {
+      group_of_row[row] = static_cast<std::ptrdiff_t>(group);
+    }
+  }
+  const std::size_t block_count = (rows + kBlockRows - 1) / kBlockRows;
+  DMatrix partial(block_count, cols);
+  std::vector<std::vector<double>> scores(
+      static_cast<std::size_t>(std::max(1, omp_get_max_threads())),
+      std::vector<double>(kBlockRows * cols));
+  const auto signed_block_count = static_cast<long long>(block_count);
+#pragma omp parallel for schedule(dynamic, 4)
+  for (long long signed_block = 0; signed_block < signed_block_count; ++signed_block) {
+    const auto block = static_cast<std::size_t>(signed_block);
+    const std::size_t first = block * kBlockRows;
+    const std::size_t count = std::min(kBlockRows, rows - first);
+    std::vector<double>& block_scores = scores[static_cast<std::size_t>(omp_get_thread_num())];
+    kernels::MultiplyRows(x, first, count, fits.column_loadings, cols, block_scores);
+    const std::span<double> sums = partial.Row(block);
+    for (std::size_t offset = 0; offset < count; ++offset) {
+      const std::size_t row = first + offset;
+      if (group_of_row[row] < 0) continue;
+      const std::span<const double> loadings =
+          fits.group_loadings.Row(static_cast<std::size_t>(group_of_row[row]));
+      for (std::size_t col : plan.columns) {
+        if (!engine.IsValidCell(row, col)) continue;
+        const double prediction =
+            AlignSign(block_scores[offset * cols + col] * loadings[col], node.t[row] * node.p[col]);
+        const double error = x(row, col) - prediction;
+        sums[col] += error * error;
+      }
+    }
+  }
+  for (std::size_t block = 0; block < block_count; ++block) {
+    for (std::size_t col = 0; col < cols; ++col)
+      node.press_per_variable[col] += partial(block, col);
+  }
+  for (std::size_t col = 0; col < cols; ++col) node.press += node.press_per_variable[col];
 }
 
 // Quick pass: each cell of a held-out row is predicted from the fold's loadings and the score
@@ -259,6 +351,8 @@ void ComputePRESS(const PCAEngine& engine, CPCANode& node, CrossValidationPass p
   node.press_per_variable.assign(engine.Cols(), 0.0);
   if (pass == CrossValidationPass::kQuickVFold) {
     SumQuickPress(engine, plan, fits, node);
+  } else if (!node.fitted && engine.UsesCrossProducts()) {
+    SumHeldOutColumnPressFromLoadings(engine, plan, fits, node);
   } else {
     SumHeldOutColumnPress(engine, plan, fits, node);
   }
