@@ -9,8 +9,9 @@
 //       the time to read a matrix of the data's size twice with all threads.
 //       Prints "key value" lines.
 //   mspc_pca_peer cv FILE ROWS COLS
-//       Fit 2 components judged by 7-fold cross-validation and print the peak resident memory
-//       of the process against the size of the data matrix.
+//       Fit the first component judged by 7-fold cross-validation (rows by fold and every column
+//       held out in turn) and print the peak resident memory of the process against the size of
+//       the data matrix. The program reads the data into one matrix and hands it to the engine.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -72,10 +73,13 @@ bool Read(const char* path, mspc::DMatrix& data) {
   return static_cast<bool>(file.read(reinterpret_cast<char*>(data.data()), bytes));
 }
 
-// Read the matrix twice with every thread, as one NIPALS iteration of two passes would.
+// Read a matrix of the data's size twice with every thread, as one NIPALS iteration of two
+// passes would. The copy has 0 in the missing cells, as the engine's working matrix has.
 double StreamingFloor(const mspc::DMatrix& data) {
   const auto cells = static_cast<long long>(data.rows() * data.cols());
-  const double* values = data.data();
+  std::vector<double> copy(data.data(), data.data() + cells);
+  for (double& value : copy) value = std::isnan(value) ? 0.0 : value;
+  const double* values = copy.data();
   double best = std::numeric_limits<double>::infinity();
   double sink = 0.0;
   for (int repeat = 0; repeat < 7; ++repeat) {
@@ -142,7 +146,6 @@ int CrossValidate(mspc::DMatrix data) {
   const Clock::time_point start = Clock::now();
   mspc::PCAEngine engine(options);
   engine.LoadScaled(std::move(data));  // the engine keeps the one copy of the data
-  engine.FitNextComponent(mspc::ComponentMode::AutoFitByCrossValidation);
   engine.FitNextComponent(mspc::ComponentMode::AutoFitByCrossValidation);
   const double seconds = SecondsSince(start);
   rusage usage{};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <vector>
 
 // The kernels add products into accumulators; letting the compiler fuse each multiply and add
 // into one instruction doubles their speed. Fused or not, the order of every sum is fixed.
@@ -30,9 +31,6 @@ void Store(double* target, Vec value) { std::memcpy(target, &value, sizeof value
 // A Gram tile is 8 rows of the result by 16 columns: 16 accumulators in registers.
 constexpr std::size_t kTileRows = 8;
 constexpr std::size_t kTileCols = 2 * kLanes;
-// Rows per block: about 1 MiB of data, so that a block stays in the core's cache while every
-// tile of the result passes over it.
-constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
 // Below this many multiply-adds a kernel runs on the calling thread.
 constexpr double kParallelWork = 4.0e6;
 
@@ -56,45 +54,54 @@ class RowBlock {
   std::size_t count_;
 };
 
-// A full tile: rows a0..a0+7 and columns b0..b0 + 8·kVecs - 1 of the result, in registers.
-template <std::size_t kVecs>
-void GramTileFull(
-    const RowBlock& block, std::size_t a0, std::size_t b0, double* gram, std::size_t k) {
-  Vec sums[kTileRows][kVecs];
-  for (std::size_t r = 0; r < kTileRows; ++r) {
-    for (std::size_t v = 0; v < kVecs; ++v)
-      sums[r][v] = Load(gram + (a0 + r) * k + b0 + v * kLanes);
-  }
+// The rows of a block are packed in panels of 16 columns (zero past the last column): panel q
+// holds, row after row, the 16 values of columns 16q..16q+15. A tile then reads two panels
+// front to back instead of three short runs of every row.
+constexpr std::size_t kPanel = kTileCols;
+constexpr std::size_t kPackRows = 128;
+
+void PackBlock(const RowBlock& block, std::size_t k, std::size_t panel, double* packed) {
+  const std::size_t first_col = panel * kPanel;
+  const std::size_t width = std::min(kPanel, k - first_col);
+  double* target = packed + panel * kPackRows * kPanel;
   for (std::size_t index = 0; index < block.size(); ++index) {
-    const double* row = block[index];
-    Vec values[kVecs];
-    for (std::size_t v = 0; v < kVecs; ++v) values[v] = Load(row + b0 + v * kLanes);
-    for (std::size_t r = 0; r < kTileRows; ++r) {
-      const double scale = row[a0 + r];
-      for (std::size_t v = 0; v < kVecs; ++v) sums[r][v] += scale * values[v];
-    }
-  }
-  for (std::size_t r = 0; r < kTileRows; ++r) {
-    for (std::size_t v = 0; v < kVecs; ++v)
-      Store(gram + (a0 + r) * k + b0 + v * kLanes, sums[r][v]);
+    const double* row = block[index] + first_col;
+    double* out = target + index * kPanel;
+    std::copy_n(row, width, out);
+    std::fill(out + width, out + kPanel, 0.0);
   }
 }
 
-// A tile at the edge of the result, cell by cell.
-void GramTileEdge(const RowBlock& block,
-                  std::size_t a0,
-                  std::size_t a_end,
-                  std::size_t b0,
-                  std::size_t b_end,
-                  double* gram,
-                  std::size_t k) {
-  for (std::size_t index = 0; index < block.size(); ++index) {
-    const double* row = block[index];
-    for (std::size_t a = a0; a < a_end; ++a) {
-      const double scale = row[a];
-      double* target = gram + a * k;
-      for (std::size_t b = b0; b < b_end; ++b) target[b] += scale * row[b];
+// Tile rows a0..a0+7 by columns of panel b: the block's products summed from zero in row
+// order, then added to the result (only the cells inside it).
+void GramTile(const double* packed,
+              std::size_t count,
+              std::size_t a0,
+              std::size_t b_panel,
+              double* gram,
+              std::size_t k) {
+  const double* a_values = packed + (a0 / kPanel) * kPackRows * kPanel + a0 % kPanel;
+  const double* b_values = packed + b_panel * kPackRows * kPanel;
+  Vec low[kTileRows] = {};
+  Vec high[kTileRows] = {};
+  for (std::size_t index = 0; index < count; ++index) {
+    const Vec b_low = Load(b_values + index * kPanel);
+    const Vec b_high = Load(b_values + index * kPanel + kLanes);
+    const double* scales = a_values + index * kPanel;
+    for (std::size_t r = 0; r < kTileRows; ++r) {
+      low[r] += scales[r] * b_low;
+      high[r] += scales[r] * b_high;
     }
+  }
+  const std::size_t b0 = b_panel * kPanel;
+  const std::size_t rows = std::min(kTileRows, k - a0);
+  const std::size_t cols = std::min(kTileCols, k - b0);
+  for (std::size_t r = 0; r < rows; ++r) {
+    double sums[kTileCols];
+    Store(sums, low[r]);
+    Store(sums + kLanes, high[r]);
+    double* target = gram + (a0 + r) * k + b0;
+    for (std::size_t c = 0; c < cols; ++c) target[c] += sums[c];
   }
 }
 
@@ -108,29 +115,31 @@ void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
 
   // A strip is 8 rows of the result; it covers the tiles that hold a cell on or above the
   // diagonal, and the lower triangle is mirrored last.
+  const std::size_t panels = (k + kPanel - 1) / kPanel;
+  const auto panel_count = static_cast<long long>(panels);
   const auto strip_count = static_cast<long long>((k + kTileRows - 1) / kTileRows);
-  const std::size_t block_rows = std::max<std::size_t>(16, kBlockBytes / (k * sizeof(double)));
   const bool parallel = static_cast<double>(rows) * static_cast<double>(k * k) > 2 * kParallelWork;
   double* target = gram.data();
+  // The packed block, shared by the threads of the region; each thread that calls the kernel
+  // keeps its own, so that fits running side by side do not share one.
+  thread_local std::vector<double> packed;
+  packed.resize(panels * kPackRows * kPanel);
+  double* packed_block = packed.data();
 
   // Every cell belongs to one strip, and each strip adds the blocks in order and the rows of a
   // block in order, so the sums do not depend on which thread runs which strip.
 #pragma omp parallel if (parallel)
-  for (std::size_t first = 0; first < rows; first += block_rows) {
-    const RowBlock block(x, selection, first, std::min(block_rows, rows - first));
+  for (std::size_t first = 0; first < rows; first += kPackRows) {
+    const RowBlock block(x, selection, first, std::min(kPackRows, rows - first));
+#pragma omp for schedule(static)
+    for (long long panel = 0; panel < panel_count; ++panel) {
+      PackBlock(block, k, static_cast<std::size_t>(panel), packed_block);
+    }
 #pragma omp for schedule(dynamic, 1)
     for (long long strip = 0; strip < strip_count; ++strip) {
       const std::size_t a0 = static_cast<std::size_t>(strip) * kTileRows;
-      const std::size_t a_end = std::min(a0 + kTileRows, k);
-      for (std::size_t b0 = (a0 / kTileCols) * kTileCols; b0 < k; b0 += kTileCols) {
-        const std::size_t b_end = std::min(b0 + kTileCols, k);
-        if (a_end - a0 == kTileRows && b_end - b0 == kTileCols) {
-          GramTileFull<2>(block, a0, b0, target, k);
-        } else if (a_end - a0 == kTileRows && b_end - b0 == kLanes) {
-          GramTileFull<1>(block, a0, b0, target, k);
-        } else {
-          GramTileEdge(block, a0, a_end, b0, b_end, target, k);
-        }
+      for (std::size_t b_panel = a0 / kPanel; b_panel < panels; ++b_panel) {
+        GramTile(packed_block, block.size(), a0, b_panel, target, k);
       }
     }
   }
