@@ -59,6 +59,8 @@ class RowBlock {
 // front to back instead of three short runs of every row.
 constexpr std::size_t kPanel = kTileCols;
 constexpr std::size_t kPackRows = 128;
+// Row segments of a large cross-product, summed apart and then added in order.
+constexpr std::size_t kSegments = 4;
 
 void PackBlock(const RowBlock& block, std::size_t k, std::size_t panel, double* packed) {
   const std::size_t first_col = panel * kPanel;
@@ -113,38 +115,56 @@ void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
   assert(gram.size() == k * k);
   if (k == 0 || rows == 0) return;
 
-  // A strip is 8 rows of the result; it covers the tiles that hold a cell on or above the
-  // diagonal, and the lower triangle is mirrored last.
-  const std::size_t panels = (k + kPanel - 1) / kPanel;
-  const auto panel_count = static_cast<long long>(panels);
-  const auto strip_count = static_cast<long long>((k + kTileRows - 1) / kTileRows);
+  // The rows are cut into a number of segments that depends on the size of the work alone; each
+  // segment sums its blocks in order into its own partial matrix, and the partial matrices are
+  // added in order. The threads share out whole segments, so they never wait on one another
+  // within a segment, and the sums do not depend on the number of threads.
+  const std::size_t blocks = (rows + kPackRows - 1) / kPackRows;
   const bool parallel = static_cast<double>(rows) * static_cast<double>(k * k) > 2 * kParallelWork;
-  double* target = gram.data();
-  // The packed block, shared by the threads of the region; each thread that calls the kernel
-  // keeps its own, so that fits running side by side do not share one.
-  thread_local std::vector<double> packed;
-  packed.resize(panels * kPackRows * kPanel);
-  double* packed_block = packed.data();
+  const std::size_t segments = parallel ? std::min(kSegments, blocks) : 1;
+  const std::size_t panels = (k + kPanel - 1) / kPanel;
+  const std::size_t strips = (k + kTileRows - 1) / kTileRows;
 
-  // Every cell belongs to one strip, and each strip adds the blocks in order and the rows of a
-  // block in order, so the sums do not depend on which thread runs which strip.
-#pragma omp parallel if (parallel)
-  for (std::size_t first = 0; first < rows; first += kPackRows) {
-    const RowBlock block(x, selection, first, std::min(kPackRows, rows - first));
-#pragma omp for schedule(static)
-    for (long long panel = 0; panel < panel_count; ++panel) {
-      PackBlock(block, k, static_cast<std::size_t>(panel), packed_block);
+  // Sum the blocks of one segment into `target` (k × k, upper triangle).
+  const auto sum_segment = [&](std::size_t segment, double* target) {
+    thread_local std::vector<double> packed;
+    packed.resize(panels * kPackRows * kPanel);
+    const std::size_t first_block = segment * blocks / segments;
+    const std::size_t end_block = (segment + 1) * blocks / segments;
+    for (std::size_t block_index = first_block; block_index < end_block; ++block_index) {
+      const std::size_t first = block_index * kPackRows;
+      const RowBlock block(x, selection, first, std::min(kPackRows, rows - first));
+      for (std::size_t panel = 0; panel < panels; ++panel)
+        PackBlock(block, k, panel, packed.data());
+      for (std::size_t strip = 0; strip < strips; ++strip) {
+        const std::size_t a0 = strip * kTileRows;
+        for (std::size_t b_panel = a0 / kPanel; b_panel < panels; ++b_panel) {
+          GramTile(packed.data(), block.size(), a0, b_panel, target, k);
+        }
+      }
     }
-#pragma omp for schedule(dynamic, 1)
-    for (long long strip = 0; strip < strip_count; ++strip) {
-      const std::size_t a0 = static_cast<std::size_t>(strip) * kTileRows;
-      for (std::size_t b_panel = a0 / kPanel; b_panel < panels; ++b_panel) {
-        GramTile(packed_block, block.size(), a0, b_panel, target, k);
+  };
+
+  double* result = gram.data();
+  if (segments == 1) {
+    sum_segment(0, result);
+  } else {
+    std::vector<double> partial(segments * k * k, 0.0);
+    const auto signed_segments = static_cast<long long>(segments);
+#pragma omp parallel for schedule(dynamic, 1)
+    for (long long segment = 0; segment < signed_segments; ++segment) {
+      const auto index = static_cast<std::size_t>(segment);
+      sum_segment(index, partial.data() + index * k * k);
+    }
+    for (std::size_t segment = 0; segment < segments; ++segment) {
+      const double* part = partial.data() + segment * k * k;
+      for (std::size_t a = 0; a < k; ++a) {
+        for (std::size_t b = a; b < k; ++b) result[a * k + b] += part[a * k + b];
       }
     }
   }
   for (std::size_t a = 1; a < k; ++a) {
-    for (std::size_t b = 0; b < a; ++b) target[a * k + b] = target[b * k + a];
+    for (std::size_t b = 0; b < a; ++b) result[a * k + b] = result[b * k + a];
   }
 }
 

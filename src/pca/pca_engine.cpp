@@ -25,6 +25,10 @@ constexpr int kProgressStepsPerIteration = 6;
 // Below this many cells a pass over the rows runs on the calling thread.
 constexpr std::size_t kParallelCells = 1 << 16;
 
+// The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
+// order and the chunks are added in order, whatever the number of threads.
+constexpr std::size_t kChunkRows = 256;
+
 // A cell that cannot take part in a sum (not-a-number or infinite) is stored as missing.
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
 
@@ -211,18 +215,43 @@ void PCAEngine::BuildWorkingSet(std::vector<bool> excluded_rows,
   for (std::size_t row = 0; row < rows; ++row) {
     if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
   }
+  std::vector<std::uint8_t> included(cols);
+  for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_variables_[col] ? 0 : 1;
   mask_.assign(rows * cols, 0);
+  const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
+  std::vector<double> chunk_column_ss(chunks * cols, 0.0);
+  std::vector<double> chunk_ss(chunks, 0.0);
+  const auto signed_chunks = static_cast<long long>(chunks);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+  for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+    const auto chunk = static_cast<std::size_t>(signed_chunk);
+    double* column_ss = chunk_column_ss.data() + chunk * cols;
+    double total = 0.0;
+    for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
+         ++row) {
+      double* values = scaled_.data() + row * cols;
+      for (std::size_t col = 0; col < cols; ++col) values[col] = MissingIfNotFinite(values[col]);
+      if (excluded_rows_[row]) continue;
+      std::uint8_t* present = mask_.data() + row * cols;
+      double row_ss = 0.0;
+      for (std::size_t col = 0; col < cols; ++col) {
+        const bool valid = included[col] != 0 && !IsMissing(values[col]);
+        const double value = valid ? values[col] : 0.0;
+        present[col] = valid ? 1 : 0;
+        column_ss[col] += value * value;
+        row_ss += value * value;
+      }
+      total += row_ss;
+    }
+    chunk_ss[chunk] = total;
+  }
   variable_total_ss_.assign(cols, 0.0);
   total_ss_ = 0.0;
-  for (std::size_t row = 0; row < rows; ++row) {
-    if (excluded_rows_[row]) continue;
+  for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
     for (std::size_t col = 0; col < cols; ++col) {
-      const double value = scaled_(row, col);
-      if (excluded_variables_[col] || IsMissing(value)) continue;
-      mask_[row * cols + col] = 1;
-      variable_total_ss_[col] += value * value;
-      total_ss_ += value * value;
+      variable_total_ss_[col] += chunk_column_ss[chunk * cols + col];
     }
+    total_ss_ += chunk_ss[chunk];
   }
   initial_dof_ = static_cast<std::int64_t>(active_rows_) * active_variables_;
   const auto present = static_cast<std::int64_t>(std::count(mask_.begin(), mask_.end(), 1));
@@ -233,11 +262,17 @@ void PCAEngine::BuildWorkingSet(std::vector<bool> excluded_rows,
 
 void PCAEngine::RebuildFromScaled() {
   gram_.clear();
-  x_ = DMatrix(Rows(), Cols());
-  for (std::size_t row = 0; row < Rows(); ++row) {
-    for (std::size_t col = 0; col < Cols(); ++col) {
-      if (IsValidCell(row, col)) x_(row, col) = scaled_(row, col);
-    }
+  const std::size_t cols = Cols();
+  x_ = DMatrix(Rows(), cols);
+  const auto rows = static_cast<long long>(Rows());
+#pragma omp parallel for schedule(static) if (Rows() * cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* scaled = scaled_.data() + row * cols;
+    const std::uint8_t* present = mask_.data() + row * cols;
+    double* values = x_.data() + row * cols;
+    for (std::size_t col = 0; col < cols; ++col)
+      values[col] = present[col] != 0 ? scaled[col] : 0.0;
   }
 }
 

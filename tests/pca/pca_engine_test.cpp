@@ -1,12 +1,14 @@
 #include "pca/pca_engine.hpp"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
 
 #include "host/errors.hpp"
+#include "models/cross_product.hpp"
 #include "models/missing.hpp"
 #include "pca/pca_test_support.hpp"
 #include "support/reference_eigen.hpp"
@@ -169,6 +171,37 @@ TEST(PCAEngineCrossProducts, MatchTheStreamedIterationToRounding) {
   copy.SetOptions(FixedCount(5, 1e-9));  // dropped and formed again from the residuals
   const std::span<const double> formed = copy.Gram();
   for (std::size_t k = 0; k < formed.size(); ++k) EXPECT_NEAR(updated[k], formed[k], 1e-9);
+}
+
+// The dense kernels against plain loops, on a table large enough to be cut into row segments
+// and shared by the threads; the sums come out bit for bit the same with 1 and 2 threads.
+TEST(CrossProductKernels, MatchPlainLoopsAndDoNotDependOnTheThreadCount) {
+  const DMatrix x = ManufacturedData(6001, 37, {3.0, 2.0}, 0.5, 23);
+  const std::vector<double> reference = CrossProduct(x);  // divided by N - 1
+  std::vector<double> grams[2];
+  const int saved = omp_get_max_threads();
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    grams[threads - 1].assign(37 * 37, 0.0);
+    kernels::AddGram(x, {}, grams[threads - 1]);
+  }
+  omp_set_num_threads(saved);
+  EXPECT_EQ(grams[0], grams[1]);
+  for (std::size_t k = 0; k < reference.size(); ++k) {
+    EXPECT_NEAR(grams[0][k] / 6000.0, reference[k], 1e-12 * (1.0 + std::fabs(reference[k])));
+  }
+  // Rows 10..29 times a 37 × 19 matrix: a full tile of rows, a remainder, and narrow columns.
+  std::vector<double> b(37 * 19);
+  for (std::size_t k = 0; k < b.size(); ++k) b[k] = std::sin(static_cast<double>(k));
+  std::vector<double> product(20 * 19);
+  kernels::MultiplyRows(x, 10, 20, b, 19, product);
+  for (std::size_t row = 0; row < 20; ++row) {
+    for (std::size_t col = 0; col < 19; ++col) {
+      double sum = 0.0;
+      for (std::size_t c = 0; c < 37; ++c) sum += x(10 + row, c) * b[c * 19 + col];
+      EXPECT_NEAR(product[row * 19 + col], sum, 1e-12 * (1.0 + std::fabs(sum)));
+    }
+  }
 }
 
 TEST(PCAEngineRemoval, RemovingComponentsRestoresTheWorkingMatrix) {
