@@ -44,16 +44,29 @@ int CountIncluded(const std::vector<bool>& excluded) {
 
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
 
+// Below this many cells a pass over the rows runs on the calling thread.
+constexpr std::size_t kParallelCells = 1 << 16;
+// The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
+// order and the chunks are added in order, whatever the number of threads.
+constexpr std::size_t kChunkRows = 256;
+
 // (raw - mean) / scale for the present cells; a zero scale divides by 1.
 DMatrix ScaleBlock(const DMatrix& raw, const BlockScaling& scaling) {
   assert(scaling.mean.size() == raw.cols() && scaling.scale.size() == raw.cols());
-  DMatrix scaled(raw.rows(), raw.cols());
-  for (std::size_t row = 0; row < raw.rows(); ++row) {
-    for (std::size_t col = 0; col < raw.cols(); ++col) {
-      const double value = raw(row, col);
-      scaled(row, col) = std::isfinite(value)
-                             ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
-                             : kMissingValue;
+  const std::size_t cols = raw.cols();
+  DMatrix scaled(raw.rows(), cols);
+  const auto rows = static_cast<long long>(raw.rows());
+  // Every cell on its own: the rows are shared out between the threads.
+#pragma omp parallel for schedule(static) if (raw.rows() * cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* values = raw.data() + row * cols;
+    double* target = scaled.data() + row * cols;
+    for (std::size_t col = 0; col < cols; ++col) {
+      const double value = values[col];
+      target[col] = std::isfinite(value)
+                        ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
+                        : kMissingValue;
     }
   }
   return scaled;
@@ -127,9 +140,6 @@ void SubtractProducts(const PLSCrossProducts& whole,
   subtract(whole.yx, part.yx, out.yx);
   subtract(whole.yy, part.yy, out.yy);
 }
-
-// Below this many cells a pass over the rows runs on the calling thread.
-constexpr std::size_t kParallelCells = 1 << 16;
 
 }  // namespace
 
@@ -251,18 +261,41 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
                                         std::vector<double>& column_ss,
                                         double& total_ss) {
     const std::size_t cols = scaled.cols();
+    std::vector<std::uint8_t> included(cols);
+    for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_columns[col] ? 0 : 1;
     mask.assign(rows * cols, 0);
+    const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
+    std::vector<double> chunk_column_ss(chunks * cols, 0.0);
+    std::vector<double> chunk_ss(chunks, 0.0);
+    const auto signed_chunks = static_cast<long long>(chunks);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+    for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+      const auto chunk = static_cast<std::size_t>(signed_chunk);
+      double* sums = chunk_column_ss.data() + chunk * cols;
+      double total = 0.0;
+      for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
+           ++row) {
+        if (excluded_rows_[row]) continue;
+        const double* values = scaled.data() + row * cols;
+        std::uint8_t* present = mask.data() + row * cols;
+        double row_ss = 0.0;
+        for (std::size_t col = 0; col < cols; ++col) {
+          const bool valid = included[col] != 0 && !IsMissing(values[col]);
+          const double value = valid ? values[col] : 0.0;
+          present[col] = valid ? 1 : 0;
+          sums[col] += value * value;
+          row_ss += value * value;
+        }
+        total += row_ss;
+      }
+      chunk_ss[chunk] = total;
+    }
     column_ss.assign(cols, 0.0);
     total_ss = 0.0;
-    for (std::size_t row = 0; row < rows; ++row) {
-      if (excluded_rows_[row]) continue;
-      for (std::size_t col = 0; col < cols; ++col) {
-        const double value = scaled(row, col);
-        if (excluded_columns[col] || IsMissing(value)) continue;
-        mask[row * cols + col] = 1;
-        column_ss[col] += value * value;
-        total_ss += value * value;
-      }
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+      for (std::size_t col = 0; col < cols; ++col)
+        column_ss[col] += chunk_column_ss[chunk * cols + col];
+      total_ss += chunk_ss[chunk];
     }
   };
   build_block(scaled_x_, excluded_x_columns_, x_mask_, x_column_ss_, total_ss_x_);
@@ -279,11 +312,17 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
 
 void PLSEngine::RestoreWorkingMatrices() {
   const auto restore = [](const DMatrix& scaled, const std::vector<std::uint8_t>& mask) {
-    DMatrix working(scaled.rows(), scaled.cols());
-    for (std::size_t row = 0; row < scaled.rows(); ++row) {
-      for (std::size_t col = 0; col < scaled.cols(); ++col) {
-        if (mask[row * scaled.cols() + col] != 0) working(row, col) = scaled(row, col);
-      }
+    const std::size_t cols = scaled.cols();
+    DMatrix working(scaled.rows(), cols);
+    const auto rows = static_cast<long long>(scaled.rows());
+#pragma omp parallel for schedule(static) if (scaled.rows() * cols > kParallelCells)
+    for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+      const auto row = static_cast<std::size_t>(signed_row);
+      const double* values = scaled.data() + row * cols;
+      const std::uint8_t* present = mask.data() + row * cols;
+      double* target = working.data() + row * cols;
+      for (std::size_t col = 0; col < cols; ++col)
+        target[col] = present[col] != 0 ? values[col] : 0.0;
     }
     return working;
   };
