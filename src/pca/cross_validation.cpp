@@ -214,7 +214,7 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan, con
           gram, static_cast<int>(held_out), buffer.loadings, divisor, buffer.scratch, poll);
       for (std::size_t col = 0; col < cols; ++col) {
         fits.column_loadings[col * cols + held_out] =
-            divisor == 0.0 ? 0.0 : buffer.loadings[col] / divisor;
+            IsTolerantZero(divisor) ? 0.0 : buffer.loadings[col] / divisor;
       }
       continue;
     }

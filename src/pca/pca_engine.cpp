@@ -29,6 +29,14 @@ constexpr std::size_t kParallelCells = 1 << 16;
 // order and the chunks are added in order, whatever the number of threads.
 constexpr std::size_t kChunkRows = 256;
 
+// sum_j x_j p_j of one row, the same loop wherever a score is formed.
+double RowProjection(const double* values, std::span<const double> p) {
+  double projection = 0.0;
+#pragma omp simd reduction(+ : projection)
+  for (std::size_t col = 0; col < p.size(); ++col) projection += values[col] * p[col];
+  return projection;
+}
+
 // A cell that cannot take part in a sum (not-a-number or infinite) is stored as missing.
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
 
@@ -163,6 +171,12 @@ void PCAEngine::SetOptions(const PCAFitOptions& options) {
   // The cross-product matrix depends on the data alone; it is dropped only when the option
   // that uses it changes, so that a copy refitted under other options continues bit for bit.
   if (options.cross_products != options_.cross_products) gram_.clear();
+  // A component fitted ahead stands while the iteration's own options stay as they were.
+  if (options.cross_products != options_.cross_products ||
+      options.max_iterations != options_.max_iterations ||
+      OrderedBits(options.convergence) != OrderedBits(options_.convergence)) {
+    fit_ahead_.reset();
+  }
   options_ = options;
   folds_.reset();
 }
@@ -262,6 +276,7 @@ void PCAEngine::BuildWorkingSet(std::vector<bool> excluded_rows,
 
 void PCAEngine::RebuildFromScaled() {
   gram_.clear();
+  fit_ahead_.reset();
   const std::size_t cols = Cols();
   x_ = DMatrix(Rows(), cols);
   const auto rows = static_cast<long long>(Rows());
@@ -490,10 +505,7 @@ void PCAEngine::ComputeScores(std::span<const double> p,
   for (long long signed_row = 0; signed_row < rows; ++signed_row) {
     const auto row = static_cast<std::size_t>(signed_row);
     const double* values = x_.data() + row * cols;
-    double projection = 0.0;
-#pragma omp simd reduction(+ : projection)
-    for (std::size_t col = 0; col < cols; ++col) projection += values[col] * p[col];
-    t[row] = divisor == 0.0 ? 0.0 : row_weight[row] * (projection / divisor);
+    t[row] = IsTolerantZero(divisor) ? 0.0 : row_weight[row] * (RowProjection(values, p) / divisor);
   }
 }
 
@@ -535,7 +547,13 @@ void PCAEngine::FitComponent(CPCANode& node,
     };
   }
   NIPALSOutcome outcome;
-  if (full_fit && UsesCrossProducts()) {
+  if (full_fit && UsesCrossProducts() && fit_ahead_) {
+    node.t = fit_ahead_->t;
+    node.p = fit_ahead_->p;
+    outcome = fit_ahead_->outcome;
+    // Fitted ahead: shown and polled once, with the iterations it took.
+    outcome.cancelled = poll && poll(outcome.iterations);
+  } else if (full_fit && UsesCrossProducts()) {
     double score_divisor = 0.0;
     outcome = RunNIPALSOnGram(Gram(), -1, node.p, score_divisor, scratch, poll);
     if (!outcome.cancelled) ComputeScores(node.p, score_divisor, row_weight, node.t);
@@ -593,6 +611,23 @@ void PCAEngine::AcceptComponent(CPCANode node) {
   double residual_ss = 0.0;
   if (complete_) {
     UpdateGram(node);
+    // The next component is fitted ahead when it is likely to be asked for (a fixed number of
+    // components stops at its count), and its scores are formed below in the same pass.
+    fit_ahead_.reset();
+    const int next_component = ComponentCount() + 2;
+    const bool fit_ahead = UsesCrossProducts() && !gram_.empty() &&
+                           next_component <= MaxComponentsAllowed() &&
+                           (options_.component_mode != ComponentMode::FixedNumberOfComponents ||
+                            next_component <= options_.max_components);
+    FitAhead ahead;
+    double ahead_divisor = 0.0;
+    if (fit_ahead) {
+      NIPALSScratch scratch;
+      scratch.Resize(0, cols);
+      ahead.p.assign(cols, 0.0);
+      ahead.t.assign(rows, 0.0);
+      ahead.outcome = RunNIPALSOnGram(gram_, -1, ahead.p, ahead_divisor, scratch, {});
+    }
     // Every cell of a row taking part is present, so column j loses p_j² t't and the rows are
     // independent: they are deflated in parallel, and their sums of squares are added in row
     // order afterwards.
@@ -616,7 +651,11 @@ void PCAEngine::AcceptComponent(CPCANode node) {
         row_ss += values[col] * values[col];
       }
       row_residual_ss[row] = row_ss;
+      if (fit_ahead && !IsTolerantZero(ahead_divisor)) {
+        ahead.t[row] = base_row_weight_[row] * (RowProjection(values, ahead.p) / ahead_divisor);
+      }
     }
+    if (fit_ahead) fit_ahead_ = std::move(ahead);
     for (double row_ss : row_residual_ss) residual_ss += row_ss;
   } else {
     for (std::size_t row = 0; row < rows; ++row) {
@@ -661,6 +700,7 @@ void PCAEngine::RemoveLastComponent() {
   residual_dof_ += node.dof_cost;
   nodes_.pop_back();
   gram_.clear();  // formed again from the restored matrix when next needed
+  fit_ahead_.reset();
 }
 
 void PCAEngine::RemoveAllComponents() {

@@ -75,9 +75,10 @@ struct NIPALSScratch {
 /// runs on the K × K cross-product matrix XᵀX (one cache-blocked pass over the data forms it,
 /// then every iteration costs K² rather than N·K): p ∝ XᵀX p and t't = pᵀXᵀXp / (p'p)². The
 /// scores are formed once, after the iteration, and accepting a component updates the matrix by
-/// rank-one terms. It is the same iteration as the streamed one, so the two agree to rounding.
-/// With missing cells each iteration is one fused pass over the rows: the scores from the current
-/// loadings and, from each new score, the sums of the next loadings.
+/// rank-one terms (and fits the next component ahead, forming its scores in the same pass). It is
+/// the same iteration as the streamed one, so the two agree to rounding. With missing cells each
+/// iteration is one fused pass over the rows: the scores from the current loadings and, from each
+/// new score, the sums of the next loadings.
 ///
 /// Degrees of freedom: the model starts with D0 = N·K (one per cell of the N non-excluded rows
 /// and K non-excluded variables) and component a costs N + K - 2a. At most min(N - 1, K)
@@ -253,6 +254,15 @@ class PCAEngine {
   bool complete_ = false;  // no cell of the non-excluded rows and variables is missing
   // XᵀX of the working matrix on complete data, formed when first needed (empty until then).
   mutable std::vector<double> gram_;
+  // Complete data: the next component, fitted on the updated XᵀX when a component is accepted
+  // so that its scores come from the very pass that takes the accepted one out of the working
+  // matrix. The full fit of the next component takes it as it is.
+  struct FitAhead {
+    std::vector<double> t;
+    std::vector<double> p;
+    NIPALSOutcome outcome;
+  };
+  std::optional<FitAhead> fit_ahead_;
 };
 
 /// The NIPALS kernels in their branch-free masked form, exposed so that tests can check them

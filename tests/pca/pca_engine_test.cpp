@@ -402,7 +402,8 @@ TEST(PCAEngineCancel, CancelKeepsTheComponentsAcceptedBefore) {
   EXPECT_EQ(counter.last_steps, 6 * 1000);
   EXPECT_EQ(counter.captions.front(), "PCA modeling: Model 1, Iteration: 1");
 
-  RecordingProgress cancel(polls_for_two + 1);
+  // The first poll of the third component cancels.
+  RecordingProgress cancel(polls_for_two);
   PCAEngine engine = StandardisedEngine(raw, FixedCount(4, 1e-12));
   engine.SetProgress(&cancel);
   EXPECT_THROW(engine.AutoFit(), UserAbort);
