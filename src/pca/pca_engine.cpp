@@ -25,6 +25,9 @@ constexpr int kProgressStepsPerIteration = 6;
 // Below this many cells a pass over the rows runs on the calling thread.
 constexpr std::size_t kParallelCells = 1 << 16;
 
+// The fused NIPALS pass over a large matrix sums this many chunks of rows apart.
+constexpr std::size_t kSumChunks = 8;
+
 // The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
 // order and the chunks are added in order, whatever the number of threads.
 constexpr std::size_t kChunkRows = 256;
@@ -47,6 +50,7 @@ void NIPALSScratch::Resize(std::size_t rows, std::size_t cols) {
   denominator.resize(cols);
   squared_loadings.resize(cols);
   row_weight.resize(rows);
+  chunk_sums.resize(2 * kSumChunks * cols);
 }
 
 std::optional<MessageId> PCAFitOptions::Validate() const {
@@ -111,31 +115,49 @@ void ScoreAndLoadingSums(const DMatrix& x,
   const std::size_t rows = x.rows();
   const std::size_t cols = x.cols();
   double* squared_loadings = scratch.squared_loadings.data();
+  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
+  // The number of chunks depends on the size of the matrix alone.
+  const std::size_t chunks = rows * cols > kParallelCells ? std::min(kSumChunks, rows) : 1;
+  assert(scratch.chunk_sums.size() >= 2 * chunks * cols);
+  const auto signed_chunks = static_cast<long long>(chunks);
+  // Each row is read once while it sits in the nearest cache: first its score, then its share
+  // of the next loadings' sums.
+#pragma omp parallel for schedule(static) if (chunks > 1)
+  for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+    const auto chunk = static_cast<std::size_t>(signed_chunk);
+    double* numerator = scratch.chunk_sums.data() + 2 * chunk * cols;  // sum_i x_ij t_i
+    double* denominator = numerator + cols;  // sum_i t_i^2 over the cells present
+    std::fill_n(numerator, 2 * cols, 0.0);
+    for (std::size_t row = chunk * rows / chunks; row < (chunk + 1) * rows / chunks; ++row) {
+      const double* values = x.data() + row * cols;
+      const std::uint8_t* present = mask.data() + row * cols;
+      double projection = 0.0;  // sum_j x_ij p_j
+      double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
+#pragma omp simd reduction(+ : projection, loading_ss)
+      for (std::size_t col = 0; col < cols; ++col) {
+        projection += values[col] * p[col];
+        loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
+      }
+      const double score =
+          IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
+      t[row] = score;
+      const double score_squared = score * score;
+#pragma omp simd
+      for (std::size_t col = 0; col < cols; ++col) {
+        numerator[col] += values[col] * score;
+        denominator[col] += static_cast<double>(present[col]) * score_squared;
+      }
+    }
+  }
   double* numerator = scratch.numerator.data();
   double* denominator = scratch.denominator.data();
-  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
-  std::fill_n(numerator, cols, 0.0);
-  std::fill_n(denominator, cols, 0.0);
-  // Each row is read once while it sits in the nearest cache: first its score, then its share
-  // of the next loadings' sums. The sums run over the rows in order, as in the separate steps.
-  for (std::size_t row = 0; row < rows; ++row) {
-    const double* values = x.data() + row * cols;
-    const std::uint8_t* present = mask.data() + row * cols;
-    double projection = 0.0;  // sum_j x_ij p_j
-    double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
-#pragma omp simd reduction(+ : projection, loading_ss)
+  std::copy_n(scratch.chunk_sums.data(), cols, numerator);
+  std::copy_n(scratch.chunk_sums.data() + cols, cols, denominator);
+  for (std::size_t chunk = 1; chunk < chunks; ++chunk) {
+    const double* sums = scratch.chunk_sums.data() + 2 * chunk * cols;
     for (std::size_t col = 0; col < cols; ++col) {
-      projection += values[col] * p[col];
-      loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
-    }
-    const double score =
-        IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
-    t[row] = score;
-    const double score_squared = score * score;
-#pragma omp simd
-    for (std::size_t col = 0; col < cols; ++col) {
-      numerator[col] += values[col] * score;
-      denominator[col] += static_cast<double>(present[col]) * score_squared;
+      numerator[col] += sums[col];
+      denominator[col] += sums[cols + col];
     }
   }
 }

@@ -58,6 +58,7 @@ struct NIPALSScratch {
   std::vector<double> denominator;  // per column: sum_i t_i^2 over the cells present
   std::vector<double> squared_loadings;
   std::vector<double> row_weight;  // per row: 1 when the row takes part, else 0
+  std::vector<double> chunk_sums;  // per fixed chunk of rows: its numerators and denominators
   void Resize(std::size_t rows, std::size_t cols);
 };
 
@@ -289,7 +290,9 @@ void ScoreStep(const DMatrix& x,
 
 /// Score step and the sums of the next loading step in one pass over the rows: t as in
 /// `ScoreStep`, then, with the new scores, scratch.numerator and scratch.denominator as in
-/// `LoadingStep`. `FinishLoadingStep` turns those sums into the loadings.
+/// `LoadingStep`. `FinishLoadingStep` turns those sums into the loadings. A large matrix is cut
+/// into a fixed number of row chunks that the threads share out; each chunk sums its rows in
+/// order and the chunks are added in order, so the sums do not depend on the number of threads.
 void ScoreAndLoadingSums(const DMatrix& x,
                          std::span<const std::uint8_t> mask,
                          std::span<const double> p,

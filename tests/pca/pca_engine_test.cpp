@@ -204,6 +204,28 @@ TEST(CrossProductKernels, MatchPlainLoopsAndDoNotDependOnTheThreadCount) {
   }
 }
 
+// A streamed fit of a matrix large enough to be summed in row chunks by several threads gives
+// the same components bit for bit with 1 and 2 threads.
+TEST(PCAEngineMissing, ChunkedPassesDoNotDependOnTheThreadCount) {
+  DMatrix raw = ManufacturedData(1100, 64, {4.0, 2.0}, 0.3, 29);
+  for (std::size_t k = 0; k < 1100; k += 7) raw(k, (k * 13) % 64) = kMissingValue;
+  std::vector<CPCANode> runs[2];
+  const int saved = omp_get_max_threads();
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(2, 1e-10));
+    ASSERT_FALSE(engine.UsesCrossProducts());
+    engine.AutoFit();
+    runs[threads - 1] = engine.Nodes();
+  }
+  omp_set_num_threads(saved);
+  for (std::size_t a = 0; a < 2; ++a) {
+    EXPECT_EQ(runs[0][a].p, runs[1][a].p) << a;
+    EXPECT_EQ(runs[0][a].t, runs[1][a].t) << a;
+    EXPECT_EQ(runs[0][a].iterations, runs[1][a].iterations) << a;
+  }
+}
+
 TEST(PCAEngineRemoval, RemovingComponentsRestoresTheWorkingMatrix) {
   DMatrix raw = ManufacturedData(25, 5, {3.0, 2.0}, 0.4, 21);
   raw(3, 1) = kMissingValue;
