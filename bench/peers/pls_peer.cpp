@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,19 +19,24 @@
 
 namespace {
 
+// Column means and standard deviations, accumulated row by row along contiguous memory.
 mspc::BlockScaling ScalingOf(const mspc::DMatrix& block) {
-  mspc::BlockScaling scaling;
+  const std::size_t cols = block.cols();
   const double rows = static_cast<double>(block.rows());
-  for (std::size_t col = 0; col < block.cols(); ++col) {
-    double mean = 0.0;
-    for (std::size_t row = 0; row < block.rows(); ++row) mean += block(row, col) / rows;
-    double squares = 0.0;
-    for (std::size_t row = 0; row < block.rows(); ++row) {
-      squares += (block(row, col) - mean) * (block(row, col) - mean);
-    }
-    scaling.mean.push_back(mean);
-    scaling.scale.push_back(std::sqrt(squares / (rows - 1.0)));
+  mspc::BlockScaling scaling{std::vector<double>(cols, 0.0), std::vector<double>(cols, 0.0)};
+  for (std::size_t row = 0; row < block.rows(); ++row) {
+    const std::span<const double> values = block.Row(row);
+    for (std::size_t col = 0; col < cols; ++col) scaling.mean[col] += values[col];
   }
+  for (double& mean : scaling.mean) mean /= rows;
+  for (std::size_t row = 0; row < block.rows(); ++row) {
+    const std::span<const double> values = block.Row(row);
+    for (std::size_t col = 0; col < cols; ++col) {
+      const double deviation = values[col] - scaling.mean[col];
+      scaling.scale[col] += deviation * deviation;
+    }
+  }
+  for (double& scale : scaling.scale) scale = std::sqrt(scale / (rows - 1.0));
   return scaling;
 }
 

@@ -15,6 +15,7 @@
 #include "host/errors.hpp"
 #include "host/messages.hpp"
 #include "host/progress.hpp"
+#include "models/cross_product.hpp"
 #include "models/dmatrix.hpp"
 #include "models/tolerant.hpp"
 #include "pca/pca_engine.hpp"
@@ -26,15 +27,6 @@ namespace {
 // below kNegligibleQ2.
 constexpr double kSubstantialVariableQ2 = 0.02;
 constexpr double kNegligibleQ2 = 0.01;
-
-// NIPALS may return a component with either sign, and a prediction combines the loadings of one
-// hold-out fit with the scores of another. The reference of cell (i, j) is the full-data fit's
-// t_i p_j: a prediction of the opposite sign is flipped to agree with it.
-double AlignSign(double prediction, double reference) {
-  const bool opposite = (TolerantLess(prediction, 0.0) && TolerantGreater(reference, 0.0)) ||
-                        (TolerantGreater(prediction, 0.0) && TolerantLess(reference, 0.0));
-  return opposite ? -prediction : prediction;
-}
 
 // What one pass leaves out: the row groups (folds or single rows) whose loadings are fitted
 // without them, and the columns whose scores are fitted without them.
@@ -76,29 +68,86 @@ struct ThreadBuffers {
   NIPALSScratch scratch;
   std::vector<double> scores;
   std::vector<double> loadings;
+  std::vector<double> gram;  // complete data: the cross-products a group fit works on
 };
 
 // The hold-out fits of one pass: loadings without each row group, scores without each column.
 // The fits are independent, so they run in parallel; each is sequential and writes only its own
 // row of the results, which therefore do not depend on the number of threads.
+//
+// On complete data every fit runs on the cross-product matrix: a group's fit on XᵀX less the
+// cross-products of its rows, a held-out column's on XᵀX with that column left out. The held-out
+// columns' scores are then not kept (they would take as much room as the data): their loadings
+// are, scaled so that X times them gives the scores, and the predictions are formed block by
+// block of rows afterwards.
+//
+// The streamed fits keep no held-out column's scores either: the fits of the groups run first,
+// and then each held-out column's fit sums its own PRESS at once from its scores and the
+// groups' loadings.
 struct HoldOutFits {
-  DMatrix group_loadings;  // groups × K
-  DMatrix column_scores;   // held-out columns × N
+  DMatrix group_loadings;               // groups × K
+  std::vector<double> column_press;     // per held-out column (streamed fits)
+  std::vector<double> column_loadings;  // K × K: column j holds p / p'p of the fit without j
 };
 
-HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
+// The group of every row (-1 for the rows in none).
+std::vector<std::ptrdiff_t> GroupOfRow(const PCAEngine& engine, const HoldOutPlan& plan) {
+  std::vector<std::ptrdiff_t> group_of_row(engine.Rows(), -1);
+  for (std::size_t group = 0; group < plan.group_rows.size(); ++group) {
+    for (std::size_t row : plan.group_rows[group]) {
+      group_of_row[row] = static_cast<std::ptrdiff_t>(group);
+    }
+  }
+  return group_of_row;
+}
+
+// NIPALS may return a component with either sign, and a prediction combines the loadings of one
+// hold-out fit with the scores of another. The reference of cell (i, j) is the full-data fit's
+// t_i p_j: a prediction of the opposite sign is flipped to agree with it.
+double AlignSign(double prediction, double reference) {
+  const bool opposite = (TolerantLess(prediction, 0.0) && TolerantGreater(reference, 0.0)) ||
+                        (TolerantGreater(prediction, 0.0) && TolerantLess(reference, 0.0));
+  return opposite ? -prediction : prediction;
+}
+
+// Squared prediction error of cell (row, col) from the held-out column's score of the row and
+// the loading of the row's group; 0 for a cell that takes no part.
+double HeldOutCellError(const PCAEngine& engine,
+                        const CPCANode& node,
+                        const DMatrix& group_loadings,
+                        std::ptrdiff_t group,
+                        std::size_t row,
+                        std::size_t col,
+                        double score) {
+  if (group < 0 || !engine.IsValidCell(row, col)) return 0.0;
+  const double loading = group_loadings(static_cast<std::size_t>(group), col);
+  const double prediction = AlignSign(score * loading, node.t[row] * node.p[col]);
+  const double error = engine.Residual(row, col) - prediction;
+  return error * error;
+}
+
+HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan, const CPCANode& node) {
   const std::size_t rows = engine.Rows();
   const std::size_t cols = engine.Cols();
   const std::size_t group_count = plan.group_rows.size();
-  const std::size_t task_count = group_count + plan.columns.size();
-  HoldOutFits fits{DMatrix(group_count, cols), DMatrix(plan.columns.size(), rows)};
+  const bool products = engine.UsesCrossProducts();
+  HoldOutFits fits;
+  fits.group_loadings = DMatrix(group_count, cols);
+  if (products) {
+    fits.column_loadings.assign(cols * cols, 0.0);
+  } else {
+    fits.column_press.assign(plan.columns.size(), 0.0);
+  }
+  const std::span<const double> gram = products ? engine.Gram() : std::span<const double>();
+  const std::vector<std::ptrdiff_t> group_of_row = GroupOfRow(engine, plan);
 
-  // Every buffer is allocated before the parallel region, which must not throw.
+  // Every buffer is allocated before the parallel regions, which must not throw.
   std::vector<ThreadBuffers> buffers(static_cast<std::size_t>(std::max(1, omp_get_max_threads())));
   for (ThreadBuffers& buffer : buffers) {
     buffer.scratch.Resize(rows, cols);
     buffer.scores.resize(rows);
     buffer.loadings.resize(cols);
+    if (products) buffer.gram.resize(cols * cols);
   }
 
   // The host's progress bar belongs to the calling thread (thread 0 of the region): only it
@@ -119,33 +168,68 @@ HoldOutFits RunHoldOutFits(const PCAEngine& engine, const HoldOutPlan& plan) {
     return cancelled.load(std::memory_order_relaxed);
   };
 
-  const auto signed_task_count = static_cast<long long>(task_count);
+  // The groups' fits: loadings without the group's rows.
+  const auto signed_group_count = static_cast<long long>(group_count);
 #pragma omp parallel for schedule(dynamic, 1)
-  for (long long task = 0; task < signed_task_count; ++task) {
+  for (long long task = 0; task < signed_group_count; ++task) {
     if (cancelled.load(std::memory_order_relaxed)) continue;
     const auto thread = static_cast<std::size_t>(omp_get_thread_num());
     assert(thread < buffers.size());
     ThreadBuffers& buffer = buffers[thread];
-    const auto index = static_cast<std::size_t>(task);
-    if (index < group_count) {
-      if (progress != nullptr && thread == 0 && index > 0) {
-        progress->SetCaption(plan.captions[index]);
-      }
-      std::span<double> row_weight = buffer.scratch.row_weight;
-      const std::span<const double> base = engine.BaseRowWeight();
-      std::copy(base.begin(), base.end(), row_weight.begin());
-      for (std::size_t row : plan.group_rows[index]) row_weight[row] = 0.0;
-      engine.RunNIPALS(
-          row_weight, -1, buffer.scores, fits.group_loadings.Row(index), buffer.scratch, poll);
-    } else {
-      const std::size_t column_index = index - group_count;
-      engine.RunNIPALS(engine.BaseRowWeight(),
-                       static_cast<int>(plan.columns[column_index]),
-                       fits.column_scores.Row(column_index),
-                       buffer.loadings,
-                       buffer.scratch,
-                       poll);
+    const auto group = static_cast<std::size_t>(task);
+    if (progress != nullptr && thread == 0 && group > 0) {
+      progress->SetCaption(plan.captions[group]);
     }
+    if (products) {
+      // XᵀX less the cross-products of the group's rows: those of the rows the fit keeps.
+      std::fill(buffer.gram.begin(), buffer.gram.end(), 0.0);
+      kernels::AddGram(engine.MaskedResidual(), {plan.group_rows[group]}, buffer.gram);
+      for (std::size_t k = 0; k < gram.size(); ++k) buffer.gram[k] = gram[k] - buffer.gram[k];
+      double divisor = 0.0;
+      engine.RunNIPALSOnGram(
+          buffer.gram, -1, fits.group_loadings.Row(group), divisor, buffer.scratch, poll);
+      continue;
+    }
+    std::span<double> row_weight = buffer.scratch.row_weight;
+    const std::span<const double> base = engine.BaseRowWeight();
+    std::copy(base.begin(), base.end(), row_weight.begin());
+    for (std::size_t row : plan.group_rows[group]) row_weight[row] = 0.0;
+    engine.RunNIPALS(
+        row_weight, -1, buffer.scores, fits.group_loadings.Row(group), buffer.scratch, poll);
+  }
+  if (cancelled.load()) throw UserAbort();
+
+  // The held-out columns' fits: scores without the column. Each task writes only its column.
+  const auto signed_column_count = static_cast<long long>(plan.columns.size());
+#pragma omp parallel for schedule(dynamic, 1)
+  for (long long task = 0; task < signed_column_count; ++task) {
+    if (cancelled.load(std::memory_order_relaxed)) continue;
+    const auto thread = static_cast<std::size_t>(omp_get_thread_num());
+    ThreadBuffers& buffer = buffers[thread];
+    const auto column_index = static_cast<std::size_t>(task);
+    const std::size_t held_out = plan.columns[column_index];
+    if (products) {
+      double divisor = 0.0;
+      engine.RunNIPALSOnGram(
+          gram, static_cast<int>(held_out), buffer.loadings, divisor, buffer.scratch, poll);
+      for (std::size_t col = 0; col < cols; ++col) {
+        fits.column_loadings[col * cols + held_out] =
+            IsTolerantZero(divisor) ? 0.0 : buffer.loadings[col] / divisor;
+      }
+      continue;
+    }
+    engine.RunNIPALS(engine.BaseRowWeight(),
+                     static_cast<int>(held_out),
+                     buffer.scores,
+                     buffer.loadings,
+                     buffer.scratch,
+                     poll);
+    double press = 0.0;
+    for (std::size_t row = 0; row < rows; ++row) {
+      press += HeldOutCellError(
+          engine, node, fits.group_loadings, group_of_row[row], row, held_out, buffer.scores[row]);
+    }
+    fits.column_press[column_index] = press;
   }
   if (cancelled.load()) throw UserAbort();
   return fits;
@@ -158,26 +242,63 @@ void AddError(double actual, double prediction, std::size_t col, CPCANode& node)
   node.press += error * error;
 }
 
-// Cells of each row group predicted from the group's loadings and the held-out column's scores.
-// The sums run in a fixed order (group, column, row) after all fits are done.
-void SumHeldOutColumnPress(const PCAEngine& engine,
-                           const HoldOutPlan& plan,
-                           const HoldOutFits& fits,
-                           CPCANode& node) {
-  for (std::size_t group = 0; group < plan.group_rows.size(); ++group) {
-    const std::span<const double> loadings =
-        node.fitted ? std::span<const double>(node.p) : fits.group_loadings.Row(group);
-    for (std::size_t k = 0; k < plan.columns.size(); ++k) {
-      const std::size_t col = plan.columns[k];
-      const std::span<const double> scores =
-          node.fitted ? std::span<const double>(node.t) : fits.column_scores.Row(k);
-      for (std::size_t row : plan.group_rows[group]) {
+// A node that arrives fitted stands for every hold-out fit: each present cell of a group is
+// predicted by the full-data fit itself.
+void SumFittedPress(const PCAEngine& engine, const HoldOutPlan& plan, CPCANode& node) {
+  for (const std::vector<std::size_t>& group_rows : plan.group_rows) {
+    for (std::size_t col : plan.columns) {
+      for (std::size_t row : group_rows) {
         if (!engine.IsValidCell(row, col)) continue;
-        const double prediction = AlignSign(scores[row] * loadings[col], node.t[row] * node.p[col]);
-        AddError(engine.Residual(row, col), prediction, col, node);
+        AddError(engine.Residual(row, col), node.t[row] * node.p[col], col, node);
       }
     }
   }
+}
+
+// The same sums from the complete-data fits: the held-out columns' scores of a block of rows
+// are that block times the columns' scaled loadings. Blocks run in parallel, each into its own
+// row of partial sums, which are then added in block order, column by column.
+void SumHeldOutColumnPressFromLoadings(const PCAEngine& engine,
+                                       const HoldOutPlan& plan,
+                                       const HoldOutFits& fits,
+                                       CPCANode& node) {
+  constexpr std::size_t kBlockRows = 64;
+  const std::size_t rows = engine.Rows();
+  const std::size_t cols = engine.Cols();
+  const DMatrix& x = engine.MaskedResidual();
+  const std::vector<std::ptrdiff_t> group_of_row = GroupOfRow(engine, plan);
+  const std::size_t block_count = (rows + kBlockRows - 1) / kBlockRows;
+  DMatrix partial(block_count, cols);
+  std::vector<std::vector<double>> scores(
+      static_cast<std::size_t>(std::max(1, omp_get_max_threads())),
+      std::vector<double>(kBlockRows * cols));
+  const auto signed_block_count = static_cast<long long>(block_count);
+#pragma omp parallel for schedule(dynamic, 4)
+  for (long long signed_block = 0; signed_block < signed_block_count; ++signed_block) {
+    const auto block = static_cast<std::size_t>(signed_block);
+    const std::size_t first = block * kBlockRows;
+    const std::size_t count = std::min(kBlockRows, rows - first);
+    std::vector<double>& block_scores = scores[static_cast<std::size_t>(omp_get_thread_num())];
+    kernels::MultiplyRows(x, first, count, fits.column_loadings, cols, block_scores);
+    const std::span<double> sums = partial.Row(block);
+    for (std::size_t offset = 0; offset < count; ++offset) {
+      const std::size_t row = first + offset;
+      for (std::size_t col : plan.columns) {
+        sums[col] += HeldOutCellError(engine,
+                                      node,
+                                      fits.group_loadings,
+                                      group_of_row[row],
+                                      row,
+                                      col,
+                                      block_scores[offset * cols + col]);
+      }
+    }
+  }
+  for (std::size_t block = 0; block < block_count; ++block) {
+    for (std::size_t col = 0; col < cols; ++col)
+      node.press_per_variable[col] += partial(block, col);
+  }
+  for (std::size_t col = 0; col < cols; ++col) node.press += node.press_per_variable[col];
 }
 
 // Quick pass: each cell of a held-out row is predicted from the fold's loadings and the score
@@ -253,14 +374,22 @@ void ComputePRESS(const PCAEngine& engine, CPCANode& node, CrossValidationPass p
   }
   const HoldOutPlan plan = PlanHoldOuts(engine, node, pass);
   // A node that arrives fitted makes every hold-out fit return its full-data fit unchanged.
-  const HoldOutFits fits = node.fitted ? HoldOutFits{} : RunHoldOutFits(engine, plan);
+  const HoldOutFits fits = node.fitted ? HoldOutFits{} : RunHoldOutFits(engine, plan, node);
 
   node.press = 0.0;
   node.press_per_variable.assign(engine.Cols(), 0.0);
   if (pass == CrossValidationPass::kQuickVFold) {
     SumQuickPress(engine, plan, fits, node);
+  } else if (node.fitted) {
+    SumFittedPress(engine, plan, node);
+  } else if (engine.UsesCrossProducts()) {
+    SumHeldOutColumnPressFromLoadings(engine, plan, fits, node);
   } else {
-    SumHeldOutColumnPress(engine, plan, fits, node);
+    // Each held-out column's fit summed its own PRESS; the total adds them in column order.
+    for (std::size_t k = 0; k < plan.columns.size(); ++k) {
+      node.press_per_variable[plan.columns[k]] = fits.column_press[k];
+      node.press += fits.column_press[k];
+    }
   }
   node.fitted = false;
 }

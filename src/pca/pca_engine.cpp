@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <numeric>
 #include <string>
 #include <utility>
 
 #include "host/errors.hpp"
 #include "host/progress.hpp"
+#include "models/cross_product.hpp"
 #include "models/fit_support_internal.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
@@ -20,6 +22,24 @@ namespace {
 // hold-out fits of one component.
 constexpr int kProgressStepsPerIteration = 6;
 
+// Below this many cells a pass over the rows runs on the calling thread.
+constexpr std::size_t kParallelCells = 1 << 16;
+
+// The fused NIPALS pass over a large matrix sums this many chunks of rows apart.
+constexpr std::size_t kSumChunks = 8;
+
+// The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
+// order and the chunks are added in order, whatever the number of threads.
+constexpr std::size_t kChunkRows = 256;
+
+// sum_j x_j p_j of one row, the same loop wherever a score is formed.
+double RowProjection(const double* values, std::span<const double> p) {
+  double projection = 0.0;
+#pragma omp simd reduction(+ : projection)
+  for (std::size_t col = 0; col < p.size(); ++col) projection += values[col] * p[col];
+  return projection;
+}
+
 // A cell that cannot take part in a sum (not-a-number or infinite) is stored as missing.
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
 
@@ -30,6 +50,7 @@ void NIPALSScratch::Resize(std::size_t rows, std::size_t cols) {
   denominator.resize(cols);
   squared_loadings.resize(cols);
   row_weight.resize(rows);
+  chunk_sums.resize(2 * kSumChunks * cols);
 }
 
 std::optional<MessageId> PCAFitOptions::Validate() const {
@@ -73,11 +94,72 @@ void LoadingStep(const DMatrix& x,
       denominator[col] += static_cast<double>(present[col]) * score_squared;
     }
   }
-  for (std::size_t col = 0; col < cols; ++col) {
+  FinishLoadingStep(held_out_column, p, scratch);
+}
+
+void FinishLoadingStep(int held_out_column, std::span<double> p, const NIPALSScratch& scratch) {
+  for (std::size_t col = 0; col < p.size(); ++col) {
     // A column with no scored cell (all missing, excluded or held out) keeps a zero loading.
-    p[col] = IsTolerantZero(denominator[col]) ? 0.0 : numerator[col] / denominator[col];
+    const double denominator = scratch.denominator[col];
+    p[col] = IsTolerantZero(denominator) ? 0.0 : scratch.numerator[col] / denominator;
   }
   if (held_out_column >= 0) p[static_cast<std::size_t>(held_out_column)] = 0.0;
+}
+
+void ScoreAndLoadingSums(const DMatrix& x,
+                         std::span<const std::uint8_t> mask,
+                         std::span<const double> p,
+                         std::span<const double> row_weight,
+                         std::span<double> t,
+                         NIPALSScratch& scratch) {
+  const std::size_t rows = x.rows();
+  const std::size_t cols = x.cols();
+  double* squared_loadings = scratch.squared_loadings.data();
+  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
+  // The number of chunks depends on the size of the matrix alone.
+  const std::size_t chunks = rows * cols > kParallelCells ? std::min(kSumChunks, rows) : 1;
+  assert(scratch.chunk_sums.size() >= 2 * chunks * cols);
+  const auto signed_chunks = static_cast<long long>(chunks);
+  // Each row is read once while it sits in the nearest cache: first its score, then its share
+  // of the next loadings' sums.
+#pragma omp parallel for schedule(static) if (chunks > 1)
+  for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+    const auto chunk = static_cast<std::size_t>(signed_chunk);
+    double* numerator = scratch.chunk_sums.data() + 2 * chunk * cols;  // sum_i x_ij t_i
+    double* denominator = numerator + cols;  // sum_i t_i^2 over the cells present
+    std::fill_n(numerator, 2 * cols, 0.0);
+    for (std::size_t row = chunk * rows / chunks; row < (chunk + 1) * rows / chunks; ++row) {
+      const double* values = x.data() + row * cols;
+      const std::uint8_t* present = mask.data() + row * cols;
+      double projection = 0.0;  // sum_j x_ij p_j
+      double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
+#pragma omp simd reduction(+ : projection, loading_ss)
+      for (std::size_t col = 0; col < cols; ++col) {
+        projection += values[col] * p[col];
+        loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
+      }
+      const double score =
+          IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
+      t[row] = score;
+      const double score_squared = score * score;
+#pragma omp simd
+      for (std::size_t col = 0; col < cols; ++col) {
+        numerator[col] += values[col] * score;
+        denominator[col] += static_cast<double>(present[col]) * score_squared;
+      }
+    }
+  }
+  double* numerator = scratch.numerator.data();
+  double* denominator = scratch.denominator.data();
+  std::copy_n(scratch.chunk_sums.data(), cols, numerator);
+  std::copy_n(scratch.chunk_sums.data() + cols, cols, denominator);
+  for (std::size_t chunk = 1; chunk < chunks; ++chunk) {
+    const double* sums = scratch.chunk_sums.data() + 2 * chunk * cols;
+    for (std::size_t col = 0; col < cols; ++col) {
+      numerator[col] += sums[col];
+      denominator[col] += sums[cols + col];
+    }
+  }
 }
 
 void ScoreStep(const DMatrix& x,
@@ -108,6 +190,15 @@ void ScoreStep(const DMatrix& x,
 }  // namespace nipals
 
 void PCAEngine::SetOptions(const PCAFitOptions& options) {
+  // The cross-product matrix depends on the data alone; it is dropped only when the option
+  // that uses it changes, so that a copy refitted under other options continues bit for bit.
+  if (options.cross_products != options_.cross_products) gram_.clear();
+  // A component fitted ahead stands while the iteration's own options stay as they were.
+  if (options.cross_products != options_.cross_products ||
+      options.max_iterations != options_.max_iterations ||
+      OrderedBits(options.convergence) != OrderedBits(options_.convergence)) {
+    fit_ahead_.reset();
+  }
   options_ = options;
   folds_.reset();
 }
@@ -160,30 +251,65 @@ void PCAEngine::BuildWorkingSet(std::vector<bool> excluded_rows,
   for (std::size_t row = 0; row < rows; ++row) {
     if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
   }
+  std::vector<std::uint8_t> included(cols);
+  for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_variables_[col] ? 0 : 1;
   mask_.assign(rows * cols, 0);
+  const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
+  std::vector<double> chunk_column_ss(chunks * cols, 0.0);
+  std::vector<double> chunk_ss(chunks, 0.0);
+  const auto signed_chunks = static_cast<long long>(chunks);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+  for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+    const auto chunk = static_cast<std::size_t>(signed_chunk);
+    double* column_ss = chunk_column_ss.data() + chunk * cols;
+    double total = 0.0;
+    for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
+         ++row) {
+      double* values = scaled_.data() + row * cols;
+      for (std::size_t col = 0; col < cols; ++col) values[col] = MissingIfNotFinite(values[col]);
+      if (excluded_rows_[row]) continue;
+      std::uint8_t* present = mask_.data() + row * cols;
+      double row_ss = 0.0;
+      for (std::size_t col = 0; col < cols; ++col) {
+        const bool valid = included[col] != 0 && !IsMissing(values[col]);
+        const double value = valid ? values[col] : 0.0;
+        present[col] = valid ? 1 : 0;
+        column_ss[col] += value * value;
+        row_ss += value * value;
+      }
+      total += row_ss;
+    }
+    chunk_ss[chunk] = total;
+  }
   variable_total_ss_.assign(cols, 0.0);
   total_ss_ = 0.0;
-  for (std::size_t row = 0; row < rows; ++row) {
-    if (excluded_rows_[row]) continue;
+  for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
     for (std::size_t col = 0; col < cols; ++col) {
-      const double value = scaled_(row, col);
-      if (excluded_variables_[col] || IsMissing(value)) continue;
-      mask_[row * cols + col] = 1;
-      variable_total_ss_[col] += value * value;
-      total_ss_ += value * value;
+      variable_total_ss_[col] += chunk_column_ss[chunk * cols + col];
     }
+    total_ss_ += chunk_ss[chunk];
   }
   initial_dof_ = static_cast<std::int64_t>(active_rows_) * active_variables_;
+  const auto present = static_cast<std::int64_t>(std::count(mask_.begin(), mask_.end(), 1));
+  complete_ = present == initial_dof_;
   folds_.reset();
   RemoveAllComponents();
 }
 
 void PCAEngine::RebuildFromScaled() {
-  x_ = DMatrix(Rows(), Cols());
-  for (std::size_t row = 0; row < Rows(); ++row) {
-    for (std::size_t col = 0; col < Cols(); ++col) {
-      if (IsValidCell(row, col)) x_(row, col) = scaled_(row, col);
-    }
+  gram_.clear();
+  fit_ahead_.reset();
+  const std::size_t cols = Cols();
+  x_ = DMatrix(Rows(), cols);
+  const auto rows = static_cast<long long>(Rows());
+#pragma omp parallel for schedule(static) if (Rows() * cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* scaled = scaled_.data() + row * cols;
+    const std::uint8_t* present = mask_.data() + row * cols;
+    double* values = x_.data() + row * cols;
+    for (std::size_t col = 0; col < cols; ++col)
+      values[col] = present[col] != 0 ? scaled[col] : 0.0;
   }
 }
 
@@ -270,9 +396,10 @@ NIPALSOutcome PCAEngine::RunNIPALS(std::span<const double> row_weight,
 
   const int divisor = active_rows_ - 1;  // N - 1
   double previous_eigenvalue = -1.0;
+  // The first loadings come from the start vector; after that every pass over the rows gives
+  // the scores of the current loadings and the sums of the next ones.
+  nipals::LoadingStep(x_, mask_, t, held_out_column, p, scratch);
   while (true) {
-    nipals::LoadingStep(x_, mask_, t, held_out_column, p, scratch);
-
     double loading_ss = 0.0;
 #pragma omp simd reduction(+ : loading_ss)
     for (std::size_t col = 0; col < cols; ++col) loading_ss += p[col] * p[col];
@@ -281,7 +408,7 @@ NIPALSOutcome PCAEngine::RunNIPALS(std::span<const double> row_weight,
       for (double& loading : p) loading /= norm;
     }
 
-    nipals::ScoreStep(x_, mask_, p, row_weight, t, scratch);
+    nipals::ScoreAndLoadingSums(x_, mask_, p, row_weight, t, scratch);
     ++outcome.iterations;
 
     double score_ss = 0.0;  // t't; rows left out have t_i = 0
@@ -299,8 +426,109 @@ NIPALSOutcome PCAEngine::RunNIPALS(std::span<const double> row_weight,
       break;
     }
     previous_eigenvalue = outcome.eigenvalue;
+    nipals::FinishLoadingStep(held_out_column, p, scratch);
   }
   return outcome;
+}
+
+std::span<const double> PCAEngine::Gram() const {
+  if (gram_.empty() && Cols() > 0) {
+    std::vector<double> gram(Cols() * Cols(), 0.0);
+    kernels::AddGram(x_, {}, gram);
+    gram_ = std::move(gram);
+  }
+  return gram_;
+}
+
+NIPALSOutcome PCAEngine::RunNIPALSOnGram(std::span<const double> gram,
+                                         int held_out_column,
+                                         std::span<double> p,
+                                         double& score_divisor,
+                                         NIPALSScratch& scratch,
+                                         const std::function<bool(int)>& poll) const {
+  const std::size_t cols = Cols();
+  assert(gram.size() == cols * cols && p.size() == cols && scratch.numerator.size() == cols);
+  NIPALSOutcome outcome;
+  std::fill(p.begin(), p.end(), 0.0);
+  // cross = Xᵀt and score_ss = t't of the current scores t, which are never formed: first the
+  // start column (the largest sum of squares, ties to the earlier), then X p / p'p.
+  std::span<double> cross = scratch.numerator;
+  std::fill(cross.begin(), cross.end(), 0.0);
+  double score_ss = 0.0;
+  std::optional<std::size_t> start_column;
+  for (std::size_t col = 0; col < cols; ++col) {
+    if (excluded_variables_[col] || static_cast<int>(col) == held_out_column) continue;
+    if (!start_column ||
+        TolerantGreater(gram[col * cols + col], gram[*start_column * cols + *start_column])) {
+      start_column = col;
+    }
+  }
+  if (start_column) {
+    std::copy_n(
+        gram.begin() + static_cast<std::ptrdiff_t>(*start_column * cols), cols, cross.begin());
+    score_ss = gram[*start_column * cols + *start_column];
+  }
+
+  const int divisor = active_rows_ - 1;  // N - 1
+  double previous_eigenvalue = -1.0;
+  double loading_ss = 0.0;  // p'p, the denominator of every score
+  while (true) {
+    // p_j = (Xᵀt)_j / t't, then unit length.
+    for (std::size_t col = 0; col < cols; ++col) {
+      p[col] = IsTolerantZero(score_ss) ? 0.0 : cross[col] / score_ss;
+    }
+    if (held_out_column >= 0) p[static_cast<std::size_t>(held_out_column)] = 0.0;
+    double norm_ss = 0.0;
+    for (std::size_t col = 0; col < cols; ++col) norm_ss += p[col] * p[col];
+    const double norm = std::sqrt(norm_ss);
+    if (!IsTolerantZero(norm)) {
+      for (double& loading : p) loading /= norm;
+    }
+
+    // t = X p / p'p: Xᵀt = XᵀX p / p'p and t't = pᵀXᵀXp / (p'p)².
+    loading_ss = 0.0;
+    for (std::size_t col = 0; col < cols; ++col) loading_ss += p[col] * p[col];
+    if (IsTolerantZero(loading_ss)) {
+      std::fill(cross.begin(), cross.end(), 0.0);
+      score_ss = 0.0;
+    } else {
+      kernels::SymmetricMatrixVector(gram, p, cross);
+      double quadratic = 0.0;
+      for (std::size_t col = 0; col < cols; ++col) quadratic += p[col] * cross[col];
+      for (double& value : cross) value /= loading_ss;
+      score_ss = quadratic / (loading_ss * loading_ss);
+    }
+    ++outcome.iterations;
+    outcome.eigenvalue = divisor > 0 ? score_ss / divisor : score_ss;
+
+    if (poll && poll(outcome.iterations)) {
+      outcome.cancelled = true;
+      break;
+    }
+    if (outcome.iterations >= options_.max_iterations) break;
+    if (TolerantAtMost(std::fabs(outcome.eigenvalue - previous_eigenvalue),
+                       options_.convergence * outcome.eigenvalue)) {
+      break;
+    }
+    previous_eigenvalue = outcome.eigenvalue;
+  }
+  score_divisor = IsTolerantZero(loading_ss) ? 0.0 : loading_ss;
+  return outcome;
+}
+
+void PCAEngine::ComputeScores(std::span<const double> p,
+                              double divisor,
+                              std::span<const double> row_weight,
+                              std::span<double> t) const {
+  const std::size_t cols = Cols();
+  const auto rows = static_cast<long long>(Rows());
+  // Each score is one row's sum in column order, whichever thread forms it.
+#pragma omp parallel for schedule(static) if (Rows() * cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* values = x_.data() + row * cols;
+    t[row] = IsTolerantZero(divisor) ? 0.0 : row_weight[row] * (RowProjection(values, p) / divisor);
+  }
 }
 
 CPCANode PCAEngine::NewNode() const {
@@ -340,8 +568,20 @@ void PCAEngine::FitComponent(CPCANode& node,
       return progress_->CancelRequested();
     };
   }
-  const NIPALSOutcome outcome =
-      RunNIPALS(row_weight, held_out_column, node.t, node.p, scratch, poll);
+  NIPALSOutcome outcome;
+  if (full_fit && UsesCrossProducts() && fit_ahead_) {
+    node.t = fit_ahead_->t;
+    node.p = fit_ahead_->p;
+    outcome = fit_ahead_->outcome;
+    // Fitted ahead: shown and polled once, with the iterations it took.
+    outcome.cancelled = poll && poll(outcome.iterations);
+  } else if (full_fit && UsesCrossProducts()) {
+    double score_divisor = 0.0;
+    outcome = RunNIPALSOnGram(Gram(), -1, node.p, score_divisor, scratch, poll);
+    if (!outcome.cancelled) ComputeScores(node.p, score_divisor, row_weight, node.t);
+  } else {
+    outcome = RunNIPALS(row_weight, held_out_column, node.t, node.p, scratch, poll);
+  }
   if (outcome.cancelled) throw UserAbort();
   node.iterations = outcome.iterations;
   node.eigenvalue = outcome.eigenvalue;
@@ -361,6 +601,26 @@ void PCAEngine::FitComponent(CPCANode& node,
   node.score_variance = count > 1 ? m2 / static_cast<double>(count - 1) : 0.0;
 }
 
+void PCAEngine::UpdateGram(const CPCANode& node) {
+  if (gram_.empty()) return;
+  // X - t pᵀ has the cross-product XᵀX - p aᵀ - a pᵀ + (t't) p pᵀ with a = Xᵀt, and the
+  // scores t = X p / p'p give a = XᵀX p / p'p.
+  const std::size_t cols = Cols();
+  const std::vector<double>& p = node.p;
+  const double loading_ss = std::inner_product(p.begin(), p.end(), p.begin(), 0.0);
+  const double score_ss = std::inner_product(node.t.begin(), node.t.end(), node.t.begin(), 0.0);
+  if (IsTolerantZero(loading_ss)) return;
+  std::vector<double> cross(cols);  // a = Xᵀt
+  kernels::SymmetricMatrixVector(gram_, p, cross);
+  for (double& value : cross) value /= loading_ss;
+  for (std::size_t a = 0; a < cols; ++a) {
+    double* row = gram_.data() + a * cols;
+    for (std::size_t b = 0; b < cols; ++b) {
+      row[b] += score_ss * p[a] * p[b] - p[a] * cross[b] - cross[a] * p[b];
+    }
+  }
+}
+
 void PCAEngine::AcceptComponent(CPCANode node) {
   const std::size_t rows = Rows();
   const std::size_t cols = Cols();
@@ -371,19 +631,69 @@ void PCAEngine::AcceptComponent(CPCANode node) {
   double* explained = node.explained_ss_per_variable.data();
   const double* loadings = node.p.data();
   double residual_ss = 0.0;
-  for (std::size_t row = 0; row < rows; ++row) {
-    const double score = node.t[row];
-    double* values = x_.data() + row * cols;
-    const std::uint8_t* present = mask_.data() + row * cols;
-    double row_ss = 0.0;
-#pragma omp simd reduction(+ : row_ss)
-    for (std::size_t col = 0; col < cols; ++col) {
-      const double fitted = static_cast<double>(present[col]) * score * loadings[col];  // t_i p_j
-      values[col] -= fitted;
-      explained[col] += fitted * fitted;
-      row_ss += values[col] * values[col];
+  if (complete_) {
+    UpdateGram(node);
+    // The next component is fitted ahead when it is likely to be asked for (a fixed number of
+    // components stops at its count), and its scores are formed below in the same pass.
+    fit_ahead_.reset();
+    const int next_component = ComponentCount() + 2;
+    const bool fit_ahead = UsesCrossProducts() && !gram_.empty() &&
+                           next_component <= MaxComponentsAllowed() &&
+                           (options_.component_mode != ComponentMode::FixedNumberOfComponents ||
+                            next_component <= options_.max_components);
+    FitAhead ahead;
+    double ahead_divisor = 0.0;
+    if (fit_ahead) {
+      NIPALSScratch scratch;
+      scratch.Resize(0, cols);
+      ahead.p.assign(cols, 0.0);
+      ahead.t.assign(rows, 0.0);
+      ahead.outcome = RunNIPALSOnGram(gram_, -1, ahead.p, ahead_divisor, scratch, {});
     }
-    residual_ss += row_ss;
+    // Every cell of a row taking part is present, so column j loses p_j² t't and the rows are
+    // independent: they are deflated in parallel, and their sums of squares are added in row
+    // order afterwards.
+    const double score_ss = std::inner_product(node.t.begin(), node.t.end(), node.t.begin(), 0.0);
+    for (std::size_t col = 0; col < cols; ++col) {
+      explained[col] =
+          static_cast<double>(!excluded_variables_[col]) * loadings[col] * loadings[col] * score_ss;
+    }
+    std::vector<double> row_residual_ss(rows);
+    const auto signed_rows = static_cast<long long>(rows);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+    for (long long signed_row = 0; signed_row < signed_rows; ++signed_row) {
+      const auto row = static_cast<std::size_t>(signed_row);
+      const double score = node.t[row];
+      double* values = x_.data() + row * cols;
+      const std::uint8_t* present = mask_.data() + row * cols;
+      double row_ss = 0.0;
+#pragma omp simd reduction(+ : row_ss)
+      for (std::size_t col = 0; col < cols; ++col) {
+        values[col] -= static_cast<double>(present[col]) * score * loadings[col];  // t_i p_j
+        row_ss += values[col] * values[col];
+      }
+      row_residual_ss[row] = row_ss;
+      if (fit_ahead && !IsTolerantZero(ahead_divisor)) {
+        ahead.t[row] = base_row_weight_[row] * (RowProjection(values, ahead.p) / ahead_divisor);
+      }
+    }
+    if (fit_ahead) fit_ahead_ = std::move(ahead);
+    for (double row_ss : row_residual_ss) residual_ss += row_ss;
+  } else {
+    for (std::size_t row = 0; row < rows; ++row) {
+      const double score = node.t[row];
+      double* values = x_.data() + row * cols;
+      const std::uint8_t* present = mask_.data() + row * cols;
+      double row_ss = 0.0;
+#pragma omp simd reduction(+ : row_ss)
+      for (std::size_t col = 0; col < cols; ++col) {
+        const double fitted = static_cast<double>(present[col]) * score * loadings[col];
+        values[col] -= fitted;
+        explained[col] += fitted * fitted;
+        row_ss += values[col] * values[col];
+      }
+      residual_ss += row_ss;
+    }
   }
   node.residual_ss = residual_ss;
   node.cumulative_ss_explained = total_ss_ - residual_ss;
@@ -411,6 +721,8 @@ void PCAEngine::RemoveLastComponent() {
   }
   residual_dof_ += node.dof_cost;
   nodes_.pop_back();
+  gram_.clear();  // formed again from the restored matrix when next needed
+  fit_ahead_.reset();
 }
 
 void PCAEngine::RemoveAllComponents() {

@@ -37,6 +37,9 @@ struct PCAFitOptions {
   int folds = 7;                    // V
   std::uint64_t seed = 0;
   bool random_folds = false;
+  /// On complete data, iterate on the cross-product matrix (off: stream the data in every
+  /// iteration, the same iteration at a far higher cost; kept for comparison).
+  bool cross_products = true;
 
   /// Return the message of the first broken rule, or nothing when the options are usable.
   std::optional<MessageId> Validate() const;
@@ -55,6 +58,7 @@ struct NIPALSScratch {
   std::vector<double> denominator;  // per column: sum_i t_i^2 over the cells present
   std::vector<double> squared_loadings;
   std::vector<double> row_weight;  // per row: 1 when the row takes part, else 0
+  std::vector<double> chunk_sums;  // per fixed chunk of rows: its numerators and denominators
   void Resize(std::size_t rows, std::size_t cols);
 };
 
@@ -67,6 +71,15 @@ struct NIPALSScratch {
 /// that the inner loops carry no branch and vectorise. Scores of excluded or held-out rows and
 /// loadings of excluded or held-out columns are kept at 0, which removes them from every sum
 /// without a test per cell.
+///
+/// Complete data: when no cell of the non-excluded rows and variables is missing, the iteration
+/// runs on the K × K cross-product matrix XᵀX (one cache-blocked pass over the data forms it,
+/// then every iteration costs K² rather than N·K): p ∝ XᵀX p and t't = pᵀXᵀXp / (p'p)². The
+/// scores are formed once, after the iteration, and accepting a component updates the matrix by
+/// rank-one terms (and fits the next component ahead, forming its scores in the same pass). It is
+/// the same iteration as the streamed one, so the two agree to rounding. With missing cells each
+/// iteration is one fused pass over the rows: the scores from the current loadings and, from each
+/// new score, the sums of the next loadings.
 ///
 /// Degrees of freedom: the model starts with D0 = N·K (one per cell of the N non-excluded rows
 /// and K non-excluded variables) and component a costs N + K - 2a. At most min(N - 1, K)
@@ -135,6 +148,27 @@ class PCAEngine {
                           std::span<double> p,
                           NIPALSScratch& scratch,
                           const std::function<bool(int)>& poll) const;
+  /// Run the same iteration on the cross-product matrix `gram` (K × K, row-major) of the rows
+  /// taking part, on complete data, with the column `held_out_column` (-1 for none) left out.
+  /// Writes the loadings `p`; the scores are t = X p / `score_divisor` over the rows taking part
+  /// (0 when the divisor is zero), see `ComputeScores`. Uses scratch.numerator as work space.
+  NIPALSOutcome RunNIPALSOnGram(std::span<const double> gram,
+                                int held_out_column,
+                                std::span<double> p,
+                                double& score_divisor,
+                                NIPALSScratch& scratch,
+                                const std::function<bool(int)>& poll) const;
+  /// t_i = row_weight_i · (x_i · p) / divisor for every row (0 when the divisor is zero).
+  void ComputeScores(std::span<const double> p,
+                     double divisor,
+                     std::span<const double> row_weight,
+                     std::span<double> t) const;
+  /// Whether fits run on the cross-product matrix: complete data and the option on.
+  bool UsesCrossProducts() const { return complete_ && options_.cross_products; }
+  /// The cross-product matrix XᵀX of the working matrix (K × K), formed when first asked for
+  /// and kept up to date as components are accepted. Not safe to call from several threads
+  /// before it is formed.
+  std::span<const double> Gram() const;
 
   std::size_t Rows() const { return scaled_.rows(); }
   std::size_t Cols() const { return scaled_.cols(); }
@@ -193,6 +227,7 @@ class PCAEngine {
   void RebuildFromScaled();
   ComponentMode EffectiveMode(ComponentMode mode) const;
   void FillRowWeight(HoldOutKind kind, int group, std::span<double> row_weight) const;
+  void UpdateGram(const CPCANode& node);
 
   PCAFitOptions options_;
   ProgressMonitor* progress_ = nullptr;
@@ -216,6 +251,19 @@ class PCAEngine {
   CPCANode candidate_;
   std::optional<MessageId> refusal_;
   mutable std::optional<FoldPlan> folds_;
+
+  bool complete_ = false;  // no cell of the non-excluded rows and variables is missing
+  // XᵀX of the working matrix on complete data, formed when first needed (empty until then).
+  mutable std::vector<double> gram_;
+  // Complete data: the next component, fitted on the updated XᵀX when a component is accepted
+  // so that its scores come from the very pass that takes the accepted one out of the working
+  // matrix. The full fit of the next component takes it as it is.
+  struct FitAhead {
+    std::vector<double> t;
+    std::vector<double> p;
+    NIPALSOutcome outcome;
+  };
+  std::optional<FitAhead> fit_ahead_;
 };
 
 /// The NIPALS kernels in their branch-free masked form, exposed so that tests can check them
@@ -239,6 +287,21 @@ void ScoreStep(const DMatrix& x,
                std::span<const double> row_weight,
                std::span<double> t,
                NIPALSScratch& scratch);
+
+/// Score step and the sums of the next loading step in one pass over the rows: t as in
+/// `ScoreStep`, then, with the new scores, scratch.numerator and scratch.denominator as in
+/// `LoadingStep`. `FinishLoadingStep` turns those sums into the loadings. A large matrix is cut
+/// into a fixed number of row chunks that the threads share out; each chunk sums its rows in
+/// order and the chunks are added in order, so the sums do not depend on the number of threads.
+void ScoreAndLoadingSums(const DMatrix& x,
+                         std::span<const std::uint8_t> mask,
+                         std::span<const double> p,
+                         std::span<const double> row_weight,
+                         std::span<double> t,
+                         NIPALSScratch& scratch);
+/// p_j = numerator_j / denominator_j from the scratch sums; 0 for the held-out column and where
+/// the denominator is zero.
+void FinishLoadingStep(int held_out_column, std::span<double> p, const NIPALSScratch& scratch);
 
 }  // namespace nipals
 }  // namespace mspc

@@ -11,6 +11,7 @@
 
 #include "host/errors.hpp"
 #include "host/progress.hpp"
+#include "models/cross_product.hpp"
 #include "models/fit_support_internal.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
@@ -43,16 +44,29 @@ int CountIncluded(const std::vector<bool>& excluded) {
 
 double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
 
+// Below this many cells a pass over the rows runs on the calling thread.
+constexpr std::size_t kParallelCells = 1 << 16;
+// The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
+// order and the chunks are added in order, whatever the number of threads.
+constexpr std::size_t kChunkRows = 256;
+
 // (raw - mean) / scale for the present cells; a zero scale divides by 1.
 DMatrix ScaleBlock(const DMatrix& raw, const BlockScaling& scaling) {
   assert(scaling.mean.size() == raw.cols() && scaling.scale.size() == raw.cols());
-  DMatrix scaled(raw.rows(), raw.cols());
-  for (std::size_t row = 0; row < raw.rows(); ++row) {
-    for (std::size_t col = 0; col < raw.cols(); ++col) {
-      const double value = raw(row, col);
-      scaled(row, col) = std::isfinite(value)
-                             ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
-                             : kMissingValue;
+  const std::size_t cols = raw.cols();
+  DMatrix scaled(raw.rows(), cols);
+  const auto rows = static_cast<long long>(raw.rows());
+  // Every cell on its own: the rows are shared out between the threads.
+#pragma omp parallel for schedule(static) if (raw.rows() * cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* values = raw.data() + row * cols;
+    double* target = scaled.data() + row * cols;
+    for (std::size_t col = 0; col < cols; ++col) {
+      const double value = values[col];
+      target[col] = std::isfinite(value)
+                        ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
+                        : kMissingValue;
     }
   }
   return scaled;
@@ -92,6 +106,39 @@ double Dot(std::span<const double> a, std::span<const double> b) {
 // Divide unless the divisor is zero within the tolerance; then the numerator stands.
 double DivideOrKeep(double numerator, double denominator) {
   return IsTolerantZero(denominator) ? numerator : numerator / denominator;
+}
+
+// Whether every cell of the non-excluded rows and columns takes part.
+bool IsComplete(const std::vector<std::uint8_t>& mask, int active_rows, int active_columns) {
+  const auto present = static_cast<std::int64_t>(std::count(mask.begin(), mask.end(), 1));
+  return present == static_cast<std::int64_t>(active_rows) * active_columns;
+}
+
+// Fill with the cross-products of the selected rows (sized to the blocks' widths; a product
+// already of that size is reused without allocating).
+void FormProducts(const DMatrix& x,
+                  const DMatrix& y,
+                  kernels::RowSelection selection,
+                  PLSCrossProducts& products) {
+  products.xx.assign(x.cols() * x.cols(), 0.0);
+  products.yx.assign(y.cols() * x.cols(), 0.0);
+  products.yy.assign(y.cols() * y.cols(), 0.0);
+  kernels::AddGram(x, selection, products.xx);
+  kernels::AddCrossProduct(x, y, selection, products.yx);
+  kernels::AddGram(y, selection, products.yy);
+}
+
+// whole - part, entry by entry, into `out` (all three already sized alike).
+void SubtractProducts(const PLSCrossProducts& whole,
+                      const PLSCrossProducts& part,
+                      PLSCrossProducts& out) {
+  const auto subtract =
+      [](const std::vector<double>& a, const std::vector<double>& b, std::vector<double>& result) {
+        for (std::size_t index = 0; index < a.size(); ++index) result[index] = a[index] - b[index];
+      };
+  subtract(whole.xx, part.xx, out.xx);
+  subtract(whole.yx, part.yx, out.yx);
+  subtract(whole.yy, part.yy, out.yy);
 }
 
 }  // namespace
@@ -164,6 +211,9 @@ bool TestPLSComponent(CPLSNode& node,
 }
 
 void PLSEngine::SetOptions(const PLSFitOptions& options) {
+  // The cross-products depend on the data alone; they are dropped only when the option that
+  // uses them changes (they are not kept up to date while it is off).
+  if (options.cross_products != options_.cross_products) products_.reset();
   options_ = options;
   folds_.reset();
 }
@@ -211,23 +261,48 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
                                         std::vector<double>& column_ss,
                                         double& total_ss) {
     const std::size_t cols = scaled.cols();
+    std::vector<std::uint8_t> included(cols);
+    for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_columns[col] ? 0 : 1;
     mask.assign(rows * cols, 0);
+    const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
+    std::vector<double> chunk_column_ss(chunks * cols, 0.0);
+    std::vector<double> chunk_ss(chunks, 0.0);
+    const auto signed_chunks = static_cast<long long>(chunks);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+    for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+      const auto chunk = static_cast<std::size_t>(signed_chunk);
+      double* sums = chunk_column_ss.data() + chunk * cols;
+      double total = 0.0;
+      for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
+           ++row) {
+        if (excluded_rows_[row]) continue;
+        const double* values = scaled.data() + row * cols;
+        std::uint8_t* present = mask.data() + row * cols;
+        double row_ss = 0.0;
+        for (std::size_t col = 0; col < cols; ++col) {
+          const bool valid = included[col] != 0 && !IsMissing(values[col]);
+          const double value = valid ? values[col] : 0.0;
+          present[col] = valid ? 1 : 0;
+          sums[col] += value * value;
+          row_ss += value * value;
+        }
+        total += row_ss;
+      }
+      chunk_ss[chunk] = total;
+    }
     column_ss.assign(cols, 0.0);
     total_ss = 0.0;
-    for (std::size_t row = 0; row < rows; ++row) {
-      if (excluded_rows_[row]) continue;
-      for (std::size_t col = 0; col < cols; ++col) {
-        const double value = scaled(row, col);
-        if (excluded_columns[col] || IsMissing(value)) continue;
-        mask[row * cols + col] = 1;
-        column_ss[col] += value * value;
-        total_ss += value * value;
-      }
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+      for (std::size_t col = 0; col < cols; ++col)
+        column_ss[col] += chunk_column_ss[chunk * cols + col];
+      total_ss += chunk_ss[chunk];
     }
   };
   build_block(scaled_x_, excluded_x_columns_, x_mask_, x_column_ss_, total_ss_x_);
   build_block(scaled_y_, excluded_y_columns_, y_mask_, y_column_ss_, total_ss_y_);
 
+  complete_ = IsComplete(x_mask_, active_rows_, active_x_columns_) &&
+              IsComplete(y_mask_, active_rows_, active_y_columns_);
   initial_dof_ = static_cast<std::int64_t>(active_rows_) * active_x_columns_;
   max_components_ = MaxPLSComponents(active_rows_, active_x_columns_, initial_dof_);
   auto_fit_limit_ = std::min(active_rows_ / 2, active_x_columns_ / 2);
@@ -237,11 +312,17 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
 
 void PLSEngine::RestoreWorkingMatrices() {
   const auto restore = [](const DMatrix& scaled, const std::vector<std::uint8_t>& mask) {
-    DMatrix working(scaled.rows(), scaled.cols());
-    for (std::size_t row = 0; row < scaled.rows(); ++row) {
-      for (std::size_t col = 0; col < scaled.cols(); ++col) {
-        if (mask[row * scaled.cols() + col] != 0) working(row, col) = scaled(row, col);
-      }
+    const std::size_t cols = scaled.cols();
+    DMatrix working(scaled.rows(), cols);
+    const auto rows = static_cast<long long>(scaled.rows());
+#pragma omp parallel for schedule(static) if (scaled.rows() * cols > kParallelCells)
+    for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+      const auto row = static_cast<std::size_t>(signed_row);
+      const double* values = scaled.data() + row * cols;
+      const std::uint8_t* present = mask.data() + row * cols;
+      double* target = working.data() + row * cols;
+      for (std::size_t col = 0; col < cols; ++col)
+        target[col] = present[col] != 0 ? values[col] : 0.0;
     }
     return working;
   };
@@ -378,6 +459,162 @@ bool PLSEngine::RunNIPALS(std::span<const double> row_weight,
   return true;
 }
 
+const PLSCrossProducts& PLSEngine::CurrentProducts() const {
+  if (!products_) {
+    PLSCrossProducts products;
+    FormProducts(x_, y_, {}, products);
+    products_ = std::move(products);
+  }
+  return *products_;
+}
+
+bool PLSEngine::RunNIPALSOnProducts(const PLSCrossProducts& products,
+                                    std::span<const double> row_weight,
+                                    CPLSNode& node,
+                                    bool fill_scores,
+                                    const PassPoll& poll) const {
+  const std::size_t x_cols = XCols();
+  const std::size_t y_cols = YCols();
+  std::fill(node.t.begin(), node.t.end(), 0.0);
+  std::fill(node.u.begin(), node.u.end(), 0.0);
+  std::fill(node.w.begin(), node.w.end(), 0.0);
+  std::fill(node.p.begin(), node.p.end(), 0.0);
+  std::fill(node.q.begin(), node.q.end(), 0.0);
+  node.b = 0.0;
+  node.iterations = 1;
+  node.lambda = -1.0;
+
+  // u = Y v throughout: first the start column (the largest sum of squares, ties to the
+  // earlier), then Y q / q'q.
+  std::vector<double> v(y_cols, 0.0);
+  std::optional<std::size_t> start;
+  for (std::size_t col = 0; col < y_cols; ++col) {
+    if (excluded_y_columns_[col]) continue;
+    if (!start ||
+        TolerantGreater(products.yy[col * y_cols + col], products.yy[*start * y_cols + *start])) {
+      start = col;
+    }
+  }
+  if (start) v[*start] = 1.0;
+
+  std::vector<double> y_scores_product(y_cols);  // Yᵀt · (w'w) = YᵀX w
+  const bool single_dependent = active_y_columns_ == 1;
+  const int divisor = active_rows_ - 1;  // N - 1
+  double weight_ss = 0.0;                // w'w
+  double score_ss = 0.0;                 // t't = wᵀXᵀXw / (w'w)²
+  while (true) {
+    // w_j = (Xᵀu)_j / u'u with Xᵀu = XᵀY v, then unit length.
+    const double u_ss = kernels::QuadraticForm(products.yy, v);
+    if (IsTolerantZero(u_ss)) {
+      std::fill(node.w.begin(), node.w.end(), 0.0);
+    } else {
+      // w = (YᵀX)ᵀ v / u'u, one row of YᵀX at a time.
+      std::fill(node.w.begin(), node.w.end(), 0.0);
+      for (std::size_t col = 0; col < y_cols; ++col) {
+        const double* yx = products.yx.data() + col * x_cols;
+        const double scale = v[col];
+        for (std::size_t row = 0; row < x_cols; ++row) node.w[row] += yx[row] * scale;
+      }
+      for (double& weight : node.w) weight /= u_ss;
+      NormaliseLength(node.w);
+    }
+    // t = X w / w'w, so t't = wᵀXᵀXw / (w'w)².
+    weight_ss = Dot(node.w, node.w);
+    score_ss = IsTolerantZero(weight_ss)
+                   ? 0.0
+                   : kernels::QuadraticForm(products.xx, node.w) / (weight_ss * weight_ss);
+    const double lambda = divisor > 0 ? score_ss / divisor : score_ss;
+    bool converged = TolerantLess(std::fabs(lambda - node.lambda), lambda * options_.convergence);
+    node.lambda = lambda;
+
+    for (std::size_t col = 0; col < y_cols; ++col) {
+      y_scores_product[col] = Dot({products.yx.data() + col * x_cols, x_cols}, node.w);
+    }
+    if (single_dependent) {
+      for (std::size_t col = 0; col < y_cols; ++col) {
+        node.q[col] = excluded_y_columns_[col] ? 0.0 : 1.0;
+      }
+      converged = true;
+    } else {
+      // q_k = (Yᵀt)_k / t't, unit length; then u = Y q / q'q.
+      for (std::size_t col = 0; col < y_cols; ++col) {
+        node.q[col] = IsTolerantZero(score_ss) ? 0.0 : y_scores_product[col] / weight_ss / score_ss;
+      }
+      NormaliseLength(node.q);
+      const double q_ss = Dot(node.q, node.q);
+      for (std::size_t col = 0; col < y_cols; ++col) {
+        v[col] = IsTolerantZero(q_ss) ? 0.0 : node.q[col] / q_ss;
+      }
+    }
+
+    if (poll && poll(node.iterations)) return false;
+    if (converged || node.iterations >= options_.max_iterations) break;
+    ++node.iterations;
+  }
+
+  // p = Xᵀt / t't = XᵀX w / (w'w · t't); b = u't / t't with u't = vᵀYᵀX w / w'w.
+  if (!IsTolerantZero(score_ss)) {
+    kernels::SymmetricMatrixVector(products.xx, node.w, node.p);
+    for (double& loading : node.p) loading /= weight_ss * score_ss;
+  }
+  double cross = 0.0;  // u't
+  if (!IsTolerantZero(weight_ss)) {
+    for (std::size_t col = 0; col < y_cols; ++col) cross += v[col] * y_scores_product[col];
+    cross /= weight_ss;
+  }
+  node.b = DivideOrKeep(cross, score_ss);
+  if (!fill_scores) return true;
+
+  // The scores of every case taking part, row by row (each row's sums in column order).
+  const auto rows = static_cast<long long>(Rows());
+  const bool parallel = Rows() * x_cols > kParallelCells;
+  const double t_divisor = IsTolerantZero(weight_ss) ? 0.0 : 1.0 / weight_ss;
+#pragma omp parallel for schedule(static) if (parallel)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double* x_values = x_.data() + row * x_cols;
+    double projection = 0.0;
+#pragma omp simd reduction(+ : projection)
+    for (std::size_t col = 0; col < x_cols; ++col) projection += x_values[col] * node.w[col];
+    node.t[row] = row_weight[row] * (projection * t_divisor);
+    const double* y_values = y_.data() + row * y_cols;
+    double dependent = 0.0;
+    for (std::size_t col = 0; col < y_cols; ++col) dependent += y_values[col] * v[col];
+    node.u[row] = row_weight[row] * dependent;
+  }
+  return true;
+}
+
+void PLSEngine::UpdateProducts(const CPLSNode& node) {
+  if (!products_) return;
+  // Deflation takes t pᵀ out of X and b t qᵀ out of Y. With p = Xᵀt / t't the cross-products
+  // follow by rank-one terms: XᵀX - (t't) p pᵀ, YᵀX - (Yᵀt) pᵀ and
+  // YᵀY - b q (Yᵀt)ᵀ - b (Yᵀt) qᵀ + b² (t't) q qᵀ, with Yᵀt of Y before the deflation.
+  const std::size_t x_cols = XCols();
+  const std::size_t y_cols = YCols();
+  std::vector<double> y_scores(y_cols, 0.0);  // Yᵀt
+  for (std::size_t row = 0; row < Rows(); ++row) {
+    for (std::size_t col = 0; col < y_cols; ++col) y_scores[col] += y_(row, col) * node.t[row];
+  }
+  const double score_ss = Dot(node.t, node.t);
+  PLSCrossProducts& products = *products_;
+  for (std::size_t a = 0; a < x_cols; ++a) {
+    for (std::size_t b = 0; b < x_cols; ++b) {
+      products.xx[a * x_cols + b] -= score_ss * node.p[a] * node.p[b];
+    }
+    for (std::size_t col = 0; col < y_cols; ++col) {
+      products.yx[col * x_cols + a] -= node.p[a] * y_scores[col];
+    }
+  }
+  for (std::size_t a = 0; a < y_cols; ++a) {
+    for (std::size_t b = 0; b < y_cols; ++b) {
+      products.yy[a * y_cols + b] += -node.b * node.q[a] * y_scores[b] -
+                                     node.b * y_scores[a] * node.q[b] +
+                                     node.b * node.b * score_ss * node.q[a] * node.q[b];
+    }
+  }
+}
+
 void PLSEngine::FitOnAllCases(CPLSNode& node) const {
   PassPoll poll;
   if (progress_ != nullptr) {
@@ -386,7 +623,11 @@ void PLSEngine::FitOnAllCases(CPLSNode& node) const {
       return progress_->CancelRequested();
     };
   }
-  if (!RunNIPALS(base_row_weight_, node, poll)) throw UserAbort();
+  const bool finished =
+      UsesCrossProducts()
+          ? RunNIPALSOnProducts(CurrentProducts(), base_row_weight_, node, true, poll)
+          : RunNIPALS(base_row_weight_, node, poll);
+  if (!finished) throw UserAbort();
   node.fitted = true;
 }
 
@@ -419,12 +660,21 @@ void PLSEngine::CrossValidate(CPLSNode& node) const {
     CPLSNode node;
     std::vector<double> row_weight;
     PLSScratch scratch;
+    PLSCrossProducts held_out;  // complete data: the products of the fold's rows
+    PLSCrossProducts kept;      // and those of the rows the fold fits on
   };
+  // On complete data each fold fits on the whole data's cross-products less its own.
+  const PLSCrossProducts* whole = UsesCrossProducts() ? &CurrentProducts() : nullptr;
   std::vector<FoldBuffers> buffers;
   const auto thread_count = static_cast<std::size_t>(std::max(1, omp_get_max_threads()));
   buffers.reserve(thread_count);
   for (std::size_t thread = 0; thread < thread_count; ++thread) {
-    buffers.push_back({NewNode(), std::vector<double>(rows), PLSScratch(rows, x_cols, y_cols)});
+    buffers.push_back(
+        {NewNode(), std::vector<double>(rows), PLSScratch(rows, x_cols, y_cols), {}, {}});
+    if (whole != nullptr) {
+      buffers.back().held_out = *whole;
+      buffers.back().kept = *whole;
+    }
   }
 
   // The host's progress bar belongs to the calling thread (thread 0 of the region): only it
@@ -460,7 +710,16 @@ void PLSEngine::CrossValidate(CPLSNode& node) const {
 
     std::copy(base_row_weight_.begin(), base_row_weight_.end(), buffer.row_weight.begin());
     for (std::size_t row : fold_rows[fold]) buffer.row_weight[row] = 0.0;
-    if (!RunNIPALS(buffer.row_weight, buffer.node, buffer.scratch, poll)) continue;
+    bool finished = false;
+    if (whole != nullptr) {
+      // The buffers are sized already: refilling them allocates nothing.
+      FormProducts(x_, y_, {fold_rows[fold]}, buffer.held_out);
+      SubtractProducts(*whole, buffer.held_out, buffer.kept);
+      finished = RunNIPALSOnProducts(buffer.kept, buffer.row_weight, buffer.node, false, poll);
+    } else {
+      finished = RunNIPALS(buffer.row_weight, buffer.node, buffer.scratch, poll);
+    }
+    if (!finished) continue;
 
     // The held-out rows are scored with the fold's loadings p and no division (not with the
     // weights w): t^_i = sum_j x_ij p_j. Their residuals e = x - t^ p and f = y - t^ b q are
@@ -534,6 +793,33 @@ void PLSEngine::Deflate(const CPLSNode& node, CPLSNode* explained) {
                                     std::vector<double>* column_ss,
                                     double* total_ss) {
     const std::size_t cols = working.cols();
+    if (UsesCrossProducts()) {
+      // Every cell of a row taking part is present, so column j loses (factor p_j)² t't and
+      // the rows are independent: they are deflated in parallel.
+      const auto rows = static_cast<long long>(Rows());
+#pragma omp parallel for schedule(static) if (Rows() * cols > kParallelCells)
+      for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+        const auto row = static_cast<std::size_t>(signed_row);
+        const double score = factor * scores[row];
+        double* values = working.data() + row * cols;
+        const std::uint8_t* present = mask.data() + row * cols;
+#pragma omp simd
+        for (std::size_t col = 0; col < cols; ++col) {
+          values[col] -= static_cast<double>(present[col]) * score * loadings[col];
+        }
+      }
+      if (column_ss != nullptr) {
+        const double score_ss = factor * factor * Dot(scores, scores);
+        column_ss->assign(cols, 0.0);
+        double total = 0.0;
+        for (std::size_t col = 0; col < cols; ++col) {
+          (*column_ss)[col] = loadings[col] * loadings[col] * score_ss;
+          total += (*column_ss)[col];
+        }
+        *total_ss = total;
+      }
+      return;
+    }
     std::vector<double> row_explained(cols, 0.0);
     for (std::size_t row = 0; row < Rows(); ++row) {
       const double score = factor * scores[row];
@@ -571,6 +857,7 @@ void PLSEngine::Deflate(const CPLSNode& node, CPLSNode* explained) {
 
 void PLSEngine::StoreComponent(CPLSNode node) {
   assert(node.fitted && node.component == ComponentCount() + 1);
+  UpdateProducts(node);
   Deflate(node, &node);
   const CPLSNode* previous = nodes_.empty() ? nullptr : &nodes_.back();
   node.cumulative_explained_ss_x =
@@ -586,6 +873,7 @@ void PLSEngine::RemoveLastComponent() {
   if (nodes_.empty()) return;
   dof_ += nodes_.back().dof_cost;
   nodes_.pop_back();
+  products_.reset();
   // Adding t p back would leave rounding behind; deflating the input again by the components
   // that stay repeats the very operations that built the residuals, so they come out exact.
   RestoreWorkingMatrices();
@@ -597,6 +885,7 @@ void PLSEngine::RemoveAllComponents() {
   nodes_.clear();
   candidate_ = CPLSNode{};
   dof_ = initial_dof_;
+  products_.reset();
   RestoreWorkingMatrices();
 }
 

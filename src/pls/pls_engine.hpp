@@ -18,6 +18,13 @@ class ProgressMonitor;
 class RandomSource;
 struct PLSScratch;
 
+/// The cross-products of the rows taking part in a complete-data fit.
+struct PLSCrossProducts {
+  std::vector<double> xx;  // XᵀX, P × P
+  std::vector<double> yx;  // YᵀX, M × P
+  std::vector<double> yy;  // YᵀY, M × M
+};
+
 /// How a PLS fit decides the number of components.
 enum class PLSFitMode : int {
   kCrossValidation = 0,  // until the cross-validated test rejects a component
@@ -36,6 +43,9 @@ struct PLSFitOptions {
   int folds = 7;                  // V, at least 2 with cross-validation
   std::uint64_t seed = 1;
   bool random_folds = false;
+  /// On complete data, iterate on the cross-products (off: stream the data in every pass,
+  /// the same iteration at a far higher cost; kept for comparison).
+  bool cross_products = true;
 
   /// Return the message of the first broken rule, or nothing when the options are usable.
   std::optional<MessageId> Validate() const;
@@ -68,9 +78,16 @@ struct BlockScaling {
 /// k(N + P - k - 1) <= N·P for every k <= min(N, P), so the budget never binds before the counts
 /// do: Kmax = min(N, P). Kauto = min(N/2, P/2) (integer halves) bounds the automatic fit.
 ///
+/// Complete data: when no cell of the non-excluded rows and columns is missing, the passes run
+/// on the cross-products XᵀX, YᵀX and YᵀY (one pass over the data forms them, then each pass
+/// costs P² rather than N·P): w ∝ (YᵀX)ᵀ q, q ∝ YᵀX w, t't = wᵀXᵀXw. The scores are formed once
+/// at the end, and deflation updates the cross-products by rank-one terms. This is the same
+/// iteration as the streamed one, so the two agree to rounding. Each fold of a cross-validation
+/// works on the cross-products less those of its held-out rows.
+///
 /// Threads: the folds of a cross-validation run in parallel; each fold's fit and sums are
 /// sequential and the folds' sums are added in fold order, so the results do not depend on the
-/// number of threads.
+/// number of threads. The dense kernels split their work so that every sum keeps its order.
 class PLSEngine {
  public:
   PLSEngine() = default;
@@ -201,6 +218,14 @@ class PLSEngine {
                  CPLSNode& node,
                  PLSScratch& scratch,
                  const PassPoll& poll) const;
+  bool RunNIPALSOnProducts(const PLSCrossProducts& products,
+                           std::span<const double> row_weight,
+                           CPLSNode& node,
+                           bool fill_scores,
+                           const PassPoll& poll) const;
+  bool UsesCrossProducts() const { return complete_ && options_.cross_products; }
+  const PLSCrossProducts& CurrentProducts() const;
+  void UpdateProducts(const CPLSNode& node);
 
   PLSFitOptions options_;
   ProgressMonitor* progress_ = nullptr;
@@ -235,6 +260,11 @@ class PLSEngine {
   std::vector<CPLSNode> nodes_;
   CPLSNode candidate_;
   mutable std::optional<FoldPlan> folds_;
+
+  bool complete_ = false;  // no cell of the non-excluded rows and columns is missing
+  // The cross-products of the working matrices on complete data, formed when first needed
+  // (from the const fit steps, on the calling thread) and kept up to date by deflation.
+  mutable std::optional<PLSCrossProducts> products_;
 };
 
 /// The cross-validated test of a component from its PRESS sums. `previous` is the stored

@@ -1,12 +1,14 @@
 #include "pca/pca_engine.hpp"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
 
 #include "host/errors.hpp"
+#include "models/cross_product.hpp"
 #include "models/missing.hpp"
 #include "pca/pca_test_support.hpp"
 #include "support/reference_eigen.hpp"
@@ -128,6 +130,100 @@ TEST(PCAEngineProperties, OrthogonalScoresUnitLoadingsAndSumsOfSquaresAddUp) {
   EXPECT_NEAR(nodes.back().cumulative_ss_explained, engine.TotalSS() - ResidualSS(engine), 1e-9);
   EXPECT_NEAR(nodes.back().residual_ss, ResidualSS(engine), 1e-9);
   EXPECT_LE(engine.R2XCumulative(nodes.back()), 1.0);
+}
+
+// On complete data the iteration runs on XᵀX; streaming the data in every iteration is the
+// same iteration, so both give the same components to rounding, excluded rows and variables
+// included. With 33 columns the cross-product kernels use full and edge tiles alike.
+TEST(PCAEngineCrossProducts, MatchTheStreamedIterationToRounding) {
+  const DMatrix raw = ManufacturedData(300, 33, {6.0, 4.0, 3.0, 2.0, 1.5}, 0.3, 17);
+  std::vector<bool> excluded_rows(300, false);
+  std::vector<bool> excluded_variables(33, false);
+  excluded_rows[5] = true;
+  excluded_variables[20] = true;
+  PCAFitOptions options = FixedCount(5, 1e-9);
+  PCAEngine products = StandardisedEngine(raw, options, excluded_rows, excluded_variables);
+  options.cross_products = false;
+  PCAEngine streamed = StandardisedEngine(raw, options, excluded_rows, excluded_variables);
+  ASSERT_TRUE(products.UsesCrossProducts());
+  ASSERT_FALSE(streamed.UsesCrossProducts());
+  ASSERT_EQ(products.AutoFit(), 5);
+  ASSERT_EQ(streamed.AutoFit(), 5);
+  for (std::size_t a = 0; a < 5; ++a) {
+    const CPCANode& x = products.Nodes()[a];
+    const CPCANode& y = streamed.Nodes()[a];
+    EXPECT_EQ(x.iterations, y.iterations) << a;
+    EXPECT_NEAR(x.eigenvalue, y.eigenvalue, 1e-11 * y.eigenvalue) << a;
+    EXPECT_LT(SignFreeDistance(x.p, y.p), 1e-10) << a;
+    EXPECT_LT(SignFreeDistance(x.t, y.t), 1e-9) << a;
+    EXPECT_NEAR(x.residual_ss, y.residual_ss, 1e-10 * products.TotalSS()) << a;
+    EXPECT_LT(SignFreeDistance(x.explained_ss_per_variable, y.explained_ss_per_variable), 1e-9);
+    EXPECT_EQ(x.t[5], 0.0);
+    EXPECT_EQ(x.p[20], 0.0);
+  }
+  // The matrix kept up to date by rank-one terms equals the one formed from the residuals.
+  PCAEngine copy = products;
+  copy.SetOptions(FixedCount(5, 1e-9));  // same options: the matrix is kept
+  const std::vector<double> updated(products.Gram().begin(), products.Gram().end());
+  PCAFitOptions off = FixedCount(5, 1e-9);
+  off.cross_products = false;
+  copy.SetOptions(off);
+  copy.SetOptions(FixedCount(5, 1e-9));  // dropped and formed again from the residuals
+  const std::span<const double> formed = copy.Gram();
+  for (std::size_t k = 0; k < formed.size(); ++k) EXPECT_NEAR(updated[k], formed[k], 1e-9);
+}
+
+// The dense kernels against plain loops, on a table large enough to be cut into row segments
+// and shared by the threads; the sums come out bit for bit the same with 1 and 2 threads.
+TEST(CrossProductKernels, MatchPlainLoopsAndDoNotDependOnTheThreadCount) {
+  const DMatrix x = ManufacturedData(6001, 37, {3.0, 2.0}, 0.5, 23);
+  const std::vector<double> reference = CrossProduct(x);  // divided by N - 1
+  std::vector<double> grams[2];
+  const int saved = omp_get_max_threads();
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    grams[threads - 1].assign(37 * 37, 0.0);
+    kernels::AddGram(x, {}, grams[threads - 1]);
+  }
+  omp_set_num_threads(saved);
+  EXPECT_EQ(grams[0], grams[1]);
+  for (std::size_t k = 0; k < reference.size(); ++k) {
+    EXPECT_NEAR(grams[0][k] / 6000.0, reference[k], 1e-12 * (1.0 + std::fabs(reference[k])));
+  }
+  // Rows 10..29 times a 37 × 19 matrix: a full tile of rows, a remainder, and narrow columns.
+  std::vector<double> b(37 * 19);
+  for (std::size_t k = 0; k < b.size(); ++k) b[k] = std::sin(static_cast<double>(k));
+  std::vector<double> product(20 * 19);
+  kernels::MultiplyRows(x, 10, 20, b, 19, product);
+  for (std::size_t row = 0; row < 20; ++row) {
+    for (std::size_t col = 0; col < 19; ++col) {
+      double sum = 0.0;
+      for (std::size_t c = 0; c < 37; ++c) sum += x(10 + row, c) * b[c * 19 + col];
+      EXPECT_NEAR(product[row * 19 + col], sum, 1e-12 * (1.0 + std::fabs(sum)));
+    }
+  }
+}
+
+// A streamed fit of a matrix large enough to be summed in row chunks by several threads gives
+// the same components bit for bit with 1 and 2 threads.
+TEST(PCAEngineMissing, ChunkedPassesDoNotDependOnTheThreadCount) {
+  DMatrix raw = ManufacturedData(1100, 64, {4.0, 2.0}, 0.3, 29);
+  for (std::size_t k = 0; k < 1100; k += 7) raw(k, (k * 13) % 64) = kMissingValue;
+  std::vector<CPCANode> runs[2];
+  const int saved = omp_get_max_threads();
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(2, 1e-10));
+    ASSERT_FALSE(engine.UsesCrossProducts());
+    engine.AutoFit();
+    runs[threads - 1] = engine.Nodes();
+  }
+  omp_set_num_threads(saved);
+  for (std::size_t a = 0; a < 2; ++a) {
+    EXPECT_EQ(runs[0][a].p, runs[1][a].p) << a;
+    EXPECT_EQ(runs[0][a].t, runs[1][a].t) << a;
+    EXPECT_EQ(runs[0][a].iterations, runs[1][a].iterations) << a;
+  }
 }
 
 TEST(PCAEngineRemoval, RemovingComponentsRestoresTheWorkingMatrix) {
@@ -328,7 +424,8 @@ TEST(PCAEngineCancel, CancelKeepsTheComponentsAcceptedBefore) {
   EXPECT_EQ(counter.last_steps, 6 * 1000);
   EXPECT_EQ(counter.captions.front(), "PCA modeling: Model 1, Iteration: 1");
 
-  RecordingProgress cancel(polls_for_two + 1);
+  // The first poll of the third component cancels.
+  RecordingProgress cancel(polls_for_two);
   PCAEngine engine = StandardisedEngine(raw, FixedCount(4, 1e-12));
   engine.SetProgress(&cancel);
   EXPECT_THROW(engine.AutoFit(), UserAbort);

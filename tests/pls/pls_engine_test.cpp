@@ -447,9 +447,14 @@ TEST(PLSFitModes, CancelKeepsTheStoredComponents) {
             engine.InitialDegreesOfFreedom() - engine.ComponentCost(1) - engine.ComponentCost(2));
 }
 
-// The folds run in parallel, yet every figure comes out bit for bit the same with 1 and 2
-// threads.
-TEST(PLSCrossValidation, ResultsDoNotDependOnTheThreadCount) {
+// Two dependents on nine predictors, with three missing cells unless complete.
+struct TwoDependents {
+  explicit TwoDependents(bool complete) {
+    if (complete) return;
+    x(4, 2) = kMissingValue;
+    x(30, 7) = kMissingValue;
+    y(11, 1) = kMissingValue;
+  }
   DMatrix x = ManufacturedData(70, 9, {3.0, 2.0, 1.5}, 0.4, 51);
   DMatrix y = LinearResponse(x,
                              {{1.0, 0.2},
@@ -464,30 +469,76 @@ TEST(PLSCrossValidation, ResultsDoNotDependOnTheThreadCount) {
                              {1.0, 2.0},
                              0.3,
                              52);
-  x(4, 2) = kMissingValue;
-  x(30, 7) = kMissingValue;
-  y(11, 1) = kMissingValue;
-  const PLSFitOptions options = TightOptions(PLSFitMode::kCrossValidation, true);
-  std::vector<CPLSNode> runs[2];
-  for (int threads : {1, 2}) {
-    const ThreadCount thread_count(threads);
-    PLSEngine engine = StandardisedPLS(x, y, options);
-    engine.AutoFit();
-    runs[threads - 1] = engine.Nodes();
+};
+
+// The folds run in parallel, yet every figure comes out bit for bit the same with 1 and 2
+// threads, with missing cells (streamed passes) and on complete data (cross-products).
+TEST(PLSCrossValidation, ResultsDoNotDependOnTheThreadCount) {
+  for (const bool complete : {false, true}) {
+    const TwoDependents data(complete);
+    const DMatrix& x = data.x;
+    const DMatrix& y = data.y;
+    const PLSFitOptions options = TightOptions(PLSFitMode::kCrossValidation, true);
+    std::vector<CPLSNode> runs[2];
+    for (int threads : {1, 2}) {
+      const ThreadCount thread_count(threads);
+      PLSEngine engine = StandardisedPLS(x, y, options);
+      engine.AutoFit();
+      runs[threads - 1] = engine.Nodes();
+    }
+    ASSERT_EQ(runs[0].size(), runs[1].size());
+    for (std::size_t k = 0; k < runs[0].size(); ++k) {
+      const CPLSNode& a = runs[0][k];
+      const CPLSNode& b = runs[1][k];
+      EXPECT_EQ(a.press_x, b.press_x) << k << complete;
+      EXPECT_EQ(a.press_y, b.press_y) << k << complete;
+      EXPECT_EQ(a.press_x_per_column, b.press_x_per_column) << k << complete;
+      EXPECT_EQ(a.press_y_per_column, b.press_y_per_column) << k << complete;
+      EXPECT_EQ(a.q2_cumulative, b.q2_cumulative) << k << complete;
+      EXPECT_EQ(a.status, b.status) << k << complete;
+      EXPECT_EQ(a.t, b.t) << k << complete;
+      EXPECT_EQ(a.w, b.w) << k << complete;
+    }
   }
-  ASSERT_EQ(runs[0].size(), runs[1].size());
-  for (std::size_t k = 0; k < runs[0].size(); ++k) {
-    const CPLSNode& a = runs[0][k];
-    const CPLSNode& b = runs[1][k];
-    EXPECT_EQ(a.press_x, b.press_x) << k;
-    EXPECT_EQ(a.press_y, b.press_y) << k;
-    EXPECT_EQ(a.press_x_per_column, b.press_x_per_column) << k;
-    EXPECT_EQ(a.press_y_per_column, b.press_y_per_column) << k;
-    EXPECT_EQ(a.q2_cumulative, b.q2_cumulative) << k;
-    EXPECT_EQ(a.status, b.status) << k;
-    EXPECT_EQ(a.t, b.t) << k;
-    EXPECT_EQ(a.w, b.w) << k;
+}
+
+// On complete data the passes run on the cross-products; streaming the data in every pass is
+// the same iteration, so both give the same components and cross-validation to rounding.
+TEST(PLSCrossValidation, CrossProductPassesMatchStreamedPasses) {
+  const TwoDependents data(true);
+  PLSFitOptions options = TightOptions(PLSFitMode::kFixedNumber, true);
+  options.num_components = 3;
+  PLSEngine products = StandardisedPLS(data.x, data.y, options);
+  options.cross_products = false;
+  PLSEngine streamed = StandardisedPLS(data.x, data.y, options);
+  ASSERT_EQ(products.AutoFit(), 3);
+  ASSERT_EQ(streamed.AutoFit(), 3);
+  const auto expect_near = [](std::span<const double> a, std::span<const double> b) {
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t k = 0; k < a.size(); ++k)
+      EXPECT_NEAR(a[k], b[k], 1e-9 * (1.0 + std::fabs(b[k])));
+  };
+  for (std::size_t k = 0; k < 3; ++k) {
+    const CPLSNode& a = products.Nodes()[k];
+    const CPLSNode& b = streamed.Nodes()[k];
+    EXPECT_EQ(a.iterations, b.iterations) << k;
+    expect_near(a.w, b.w);
+    expect_near(a.p, b.p);
+    expect_near(a.q, b.q);
+    expect_near(a.t, b.t);
+    expect_near(a.u, b.u);
+    expect_near(a.press_y_per_column, b.press_y_per_column);
+    EXPECT_NEAR(a.b, b.b, 1e-9 * std::fabs(b.b)) << k;
+    EXPECT_NEAR(a.press_x, b.press_x, 1e-9 * b.press_x) << k;
+    EXPECT_NEAR(a.explained_ss_x, b.explained_ss_x, 1e-9 * b.explained_ss_x) << k;
+    EXPECT_NEAR(a.explained_ss_y, b.explained_ss_y, 1e-9 * b.explained_ss_y) << k;
   }
+  // Removing a component rebuilds the residuals, and the next fit forms the products anew.
+  products.RemoveLastComponent();
+  streamed.RemoveLastComponent();
+  ASSERT_EQ(products.AddNextComponent(), std::nullopt);
+  ASSERT_EQ(streamed.AddNextComponent(), std::nullopt);
+  expect_near(products.Nodes()[2].w, streamed.Nodes()[2].w);
 }
 
 // The folds are those of the PCA engine: in rotation by default, or drawn from the seed.
