@@ -195,7 +195,7 @@ TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
   table.AddVariable("mark", {0, 1, 1, 1, 0, 1, 0, 1});
   table.AddVariable("quality", {0, 1, 2, 2, 3, 3, 4, 5});
   analysis_.SetInputTable(&table);
-  EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kUnequalDependentValues);
+  EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kMultipleDependentValues);
   EXPECT_FALSE(model_.IsFitted());
   EXPECT_EQ(model_.batch_data().num_batches, 0u);
 }
