@@ -7,7 +7,9 @@
 
 // The kernels add products into accumulators; letting the compiler fuse each multiply and add
 // into one instruction doubles their speed. Fused or not, the order of every sum is fixed.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC optimize("fp-contract=fast")
+#endif
 // The vector helpers below are file-local, so how a wide vector is passed between them (which
 // differs with the target's vector units) concerns no other code.
 #pragma GCC diagnostic ignored "-Wpsabi"
