@@ -163,8 +163,12 @@ class PCAEngine {
                      double divisor,
                      std::span<const double> row_weight,
                      std::span<double> t) const;
-  /// Whether fits run on the cross-product matrix: complete data and the option on.
-  bool UsesCrossProducts() const { return complete_ && options_.cross_products; }
+  /// Whether fits run on the cross-product matrix: complete data, the option on, and no more
+  /// variables than rows. A wide matrix (an unfolded batch table) streams instead: its K × K
+  /// product would outweigh the data and cost more to form than the iterations it saves.
+  bool UsesCrossProducts() const {
+    return complete_ && options_.cross_products && active_variables_ <= active_rows_;
+  }
   /// The cross-product matrix XᵀX of the working matrix (K × K), formed when first asked for
   /// and kept up to date as components are accepted. Not safe to call from several threads
   /// before it is formed.

@@ -223,7 +223,10 @@ class PLSEngine {
                            CPLSNode& node,
                            bool fill_scores,
                            const PassPoll& poll) const;
-  bool UsesCrossProducts() const { return complete_ && options_.cross_products; }
+  /// Complete data, the option on, and no more predictors than rows (see the PCA engine).
+  bool UsesCrossProducts() const {
+    return complete_ && options_.cross_products && active_x_columns_ <= active_rows_;
+  }
   const PLSCrossProducts& CurrentProducts() const;
   void UpdateProducts(const CPLSNode& node);
 
