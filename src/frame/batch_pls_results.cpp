@@ -60,7 +60,10 @@ std::vector<AutomationProperty> BatchPLSResults::Properties() {
 
 #undef MSPC_BATCH_PROPERTY
 
-#define MSPC_BATCH_COMMAND(Name) MakeCommand(#Name, *this, &BatchPLSResults::Name)
+#define MSPC_BATCH_COMMAND(Name)                                              \
+  AutomationCommand {                                                         \
+#Name, [this] { return Guarded(batch_dialog_, &CBatchPLSResults::Name); } \
+  }
 
 std::vector<AutomationCommand> BatchPLSResults::Commands() {
   std::vector<AutomationCommand> commands = PLSResults::Commands();
@@ -158,42 +161,6 @@ void BatchPLSResults::put_BatchesToDisplay(const std::vector<std::string>& value
   batch_dialog_.settings().batches_to_display = value;
 }
 
-bool BatchPLSResults::Run(bool (CBatchPLSResults::*command)()) {
-  return GuardCommand(batch_dialog_.analysis(),
-                      [this, command] { return (batch_dialog_.*command)(); });
-}
-
-bool BatchPLSResults::Eigenvalues() { return Run(&CBatchPLSResults::Eigenvalues); }
-bool BatchPLSResults::ScreePlotOfEigenvalues() {
-  return Run(&CBatchPLSResults::ScreePlotOfEigenvalues);
-}
-bool BatchPLSResults::LineplotsOfScores() { return Run(&CBatchPLSResults::LineplotsOfScores); }
-bool BatchPLSResults::ScatterplotsOfScores() {
-  return Run(&CBatchPLSResults::ScatterplotsOfScores);
-}
-bool BatchPLSResults::ScoreScatterSpreadsheet() {
-  return Run(&CBatchPLSResults::ScoreScatterSpreadsheet);
-}
-bool BatchPLSResults::LineplotsOfLoadings() { return Run(&CBatchPLSResults::LineplotsOfLoadings); }
-bool BatchPLSResults::ScatterplotsOfLoadings() {
-  return Run(&CBatchPLSResults::ScatterplotsOfLoadings);
-}
-bool BatchPLSResults::LineplotsOfDToModel() { return Run(&CBatchPLSResults::LineplotsOfDToModel); }
-bool BatchPLSResults::ScaledData() { return Run(&CBatchPLSResults::ScaledData); }
-bool BatchPLSResults::ScoreControlChart() { return Run(&CBatchPLSResults::ScoreControlChart); }
-bool BatchPLSResults::ScoreControlChartSheet() {
-  return Run(&CBatchPLSResults::ScoreControlChartSheet);
-}
-bool BatchPLSResults::VariableTrajectoryPlot() {
-  return Run(&CBatchPLSResults::VariableTrajectoryPlot);
-}
-bool BatchPLSResults::VariableTrajectorySpreadsheet() {
-  return Run(&CBatchPLSResults::VariableTrajectorySpreadsheet);
-}
-bool BatchPLSResults::CodeGeneratorPMML() { return Run(&CBatchPLSResults::CodeGeneratorPMML); }
-bool BatchPLSResults::CodeGeneratorCLang() { return Run(&CBatchPLSResults::CodeGeneratorCLang); }
-bool BatchPLSResults::CodeGeneratorKVB() { return Run(&CBatchPLSResults::CodeGeneratorKVB); }
-
 std::string TMPLSResults::TwinName() const { return "TMPLSResults"; }
 std::string BMPLSResults::TwinName() const { return "BMPLSResults"; }
 
@@ -224,12 +191,9 @@ bool CBatchPLSResults::ResolvePlotComponents(std::vector<int>& components) {
 }
 
 bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
-  const PLSReportOptions& options = model().report_options();
-  if (const auto refusal = options.score.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  limits =
-      ComputePLSScoreLimits(model().engine(), PLSScoreType::kXScores, options.score, probability());
+  if (!ScoreLimitsUsable()) return false;
+  limits = ComputePLSScoreLimits(
+      model().engine(), PLSScoreType::kXScores, score_limits(), probability());
   return true;
 }
 
@@ -307,8 +271,7 @@ bool CBatchPLSResults::ScreePlotOfEigenvalues() {
   if (!HasComponents()) return true;
   const int count = settings().eigenvalues_to_plot;
   if (count < 0) {
-    return Refuse(MessageId::kEigenvaluesToPlotNegative,
-                  FormatMessage(MessageId::kEigenvaluesToPlotNegative));
+    return Refuse(MessageId::kEigenvaluesToPlotNegative);
   }
   Route(BatchPLSScreePlot(model().engine(), count));
   return true;
@@ -335,8 +298,7 @@ bool CBatchPLSResults::ScatterplotsOfScores() {
   if (!HasComponents()) return true;
   if (!ResolvePlotComponents(components)) return false;
   if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
+    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
   }
   Route(BatchPLSScoreScatterplot(
       report_data(), components[0], components[1], settings().display_text_labels));
@@ -348,8 +310,7 @@ bool CBatchPLSResults::ScoreScatterSpreadsheet() {
   if (!HasComponents()) return true;
   if (!ResolvePlotComponents(components)) return false;
   if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
+    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
   }
   Route(BatchPLSScoreScatterSpreadsheet(report_data(), components[0], components[1]));
   return true;
@@ -368,8 +329,7 @@ bool CBatchPLSResults::ScatterplotsOfLoadings() {
   if (!HasComponents()) return true;
   if (!ResolvePlotComponents(components)) return false;
   if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
+    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
   }
   Route(BatchPLSLoadingScatterplot(report_data(), components[0], components[1]));
   return true;
@@ -524,9 +484,8 @@ DMatrix CBMPLSResults::TrajectoryValues(std::size_t variable) const {
 
 bool CBMPLSResults::ScoreTrajectories(std::vector<int>& components,
                                       std::vector<TimeLimits>& trajectories) {
-  const ScoreLimitOptions& options = model().report_options().score;
-  if (const auto refusal = options.Validate()) return Refuse(*refusal, FormatMessage(*refusal));
-  if (!ResolvePlotComponents(components)) return false;
+  if (!ScoreLimitsUsable() || !ResolvePlotComponents(components)) return false;
+  const ScoreLimitOptions& options = score_limits();
   for (const int component : components) {
     trajectories.push_back(batch_model().ScoreTrajectory(component, options, probability()));
   }

@@ -46,26 +46,7 @@ class BatchPLSResults : public PLSResults {
   std::vector<std::string> get_BatchesToDisplay() const;
   void put_BatchesToDisplay(const std::vector<std::string>& value);
 
-  bool Eigenvalues();
-  bool ScreePlotOfEigenvalues();
-  bool LineplotsOfScores();
-  bool ScatterplotsOfScores();
-  bool ScoreScatterSpreadsheet();
-  bool LineplotsOfLoadings();
-  bool ScatterplotsOfLoadings();
-  bool LineplotsOfDToModel();
-  bool ScaledData();
-  bool ScoreControlChart();
-  bool ScoreControlChartSheet();
-  bool VariableTrajectoryPlot();
-  bool VariableTrajectorySpreadsheet();
-  bool CodeGeneratorPMML();
-  bool CodeGeneratorCLang();
-  bool CodeGeneratorKVB();
-
  private:
-  bool Run(bool (CBatchPLSResults::*command)());
-
   CBatchPLSResults& batch_dialog_;
 };
 
