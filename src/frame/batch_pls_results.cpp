@@ -7,7 +7,7 @@
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "export/c_code.hpp"
-#include "frame/automation_property.hpp"
+#include "frame/batch_plot_properties.hpp"
 #include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
@@ -36,29 +36,25 @@ Model& FittedBatchModel(CMSPC& analysis) {
 BatchPLSResults::BatchPLSResults(CBatchPLSResults& dialog)
     : PLSResults(dialog), batch_dialog_(dialog) {}
 
-#define MSPC_BATCH_PROPERTY(Name) \
-  MakeProperty(#Name, *this, &BatchPLSResults::get_##Name, &BatchPLSResults::put_##Name)
-
 std::vector<AutomationProperty> BatchPLSResults::Properties() {
   std::vector<AutomationProperty> properties = PLSResults::Properties();
-  for (AutomationProperty& property : std::vector<AutomationProperty>{
-           MSPC_BATCH_PROPERTY(AddTrajectoryWarningLimits),
-           MSPC_BATCH_PROPERTY(ConstantForTrajectoryControlLimits),
-           MSPC_BATCH_PROPERTY(ConstantForTrajectoryWarningLimits),
-           MSPC_BATCH_PROPERTY(TrajectoryLimitsAsRegions),
-           MSPC_BATCH_PROPERTY(UseOriginalScale),
-           MSPC_BATCH_PROPERTY(DisplayTextLabels),
-           MSPC_BATCH_PROPERTY(ShowMarkersForScoreControlChart),
-           MSPC_BATCH_PROPERTY(NumberOfEigenvaluesToPlot),
-           MSPC_BATCH_PROPERTY(VariableForTrajectory),
-           MSPC_BATCH_PROPERTY(BatchesToDisplay),
-       }) {
+  for (AutomationProperty& property : BatchPlotProperties([this] {
+         BatchReportSettings& settings = batch_dialog_.settings();
+         return BatchPlotSettings{batch_dialog_.trajectory_options(),
+                                  settings.limits_as_regions,
+                                  settings.use_original_scale,
+                                  settings.display_text_labels,
+                                  settings.show_markers,
+                                  settings.variable_for_trajectory,
+                                  settings.batches_to_display};
+       })) {
     properties.push_back(std::move(property));
   }
+  properties.push_back(MakeFieldProperty("NumberOfEigenvaluesToPlot", [this]() -> int& {
+    return batch_dialog_.settings().eigenvalues_to_plot;
+  }));
   return properties;
 }
-
-#undef MSPC_BATCH_PROPERTY
 
 #define MSPC_BATCH_COMMAND(Name)                                              \
   AutomationCommand {                                                         \
@@ -99,67 +95,6 @@ std::vector<AutomationCommand> BatchPLSResults::Commands() {
 }
 
 #undef MSPC_BATCH_COMMAND
-
-bool BatchPLSResults::get_AddTrajectoryWarningLimits() const {
-  return batch_dialog_.trajectory_options().warning_limits;
-}
-void BatchPLSResults::put_AddTrajectoryWarningLimits(bool value) {
-  batch_dialog_.trajectory_options().warning_limits = value;
-}
-double BatchPLSResults::get_ConstantForTrajectoryControlLimits() const {
-  return batch_dialog_.trajectory_options().control_constant;
-}
-void BatchPLSResults::put_ConstantForTrajectoryControlLimits(double value) {
-  batch_dialog_.trajectory_options().control_constant = value;
-}
-double BatchPLSResults::get_ConstantForTrajectoryWarningLimits() const {
-  return batch_dialog_.trajectory_options().warning_constant;
-}
-void BatchPLSResults::put_ConstantForTrajectoryWarningLimits(double value) {
-  batch_dialog_.trajectory_options().warning_constant = value;
-}
-bool BatchPLSResults::get_TrajectoryLimitsAsRegions() const {
-  return batch_dialog_.settings().limits_as_regions;
-}
-void BatchPLSResults::put_TrajectoryLimitsAsRegions(bool value) {
-  batch_dialog_.settings().limits_as_regions = value;
-}
-bool BatchPLSResults::get_UseOriginalScale() const {
-  return batch_dialog_.settings().use_original_scale;
-}
-void BatchPLSResults::put_UseOriginalScale(bool value) {
-  batch_dialog_.settings().use_original_scale = value;
-}
-bool BatchPLSResults::get_DisplayTextLabels() const {
-  return batch_dialog_.settings().display_text_labels;
-}
-void BatchPLSResults::put_DisplayTextLabels(bool value) {
-  batch_dialog_.settings().display_text_labels = value;
-}
-bool BatchPLSResults::get_ShowMarkersForScoreControlChart() const {
-  return batch_dialog_.settings().show_markers;
-}
-void BatchPLSResults::put_ShowMarkersForScoreControlChart(bool value) {
-  batch_dialog_.settings().show_markers = value;
-}
-int BatchPLSResults::get_NumberOfEigenvaluesToPlot() const {
-  return batch_dialog_.settings().eigenvalues_to_plot;
-}
-void BatchPLSResults::put_NumberOfEigenvaluesToPlot(int value) {
-  batch_dialog_.settings().eigenvalues_to_plot = value;
-}
-std::string BatchPLSResults::get_VariableForTrajectory() const {
-  return batch_dialog_.settings().variable_for_trajectory;
-}
-void BatchPLSResults::put_VariableForTrajectory(const std::string& value) {
-  batch_dialog_.settings().variable_for_trajectory = value;
-}
-std::vector<std::string> BatchPLSResults::get_BatchesToDisplay() const {
-  return batch_dialog_.settings().batches_to_display;
-}
-void BatchPLSResults::put_BatchesToDisplay(const std::vector<std::string>& value) {
-  batch_dialog_.settings().batches_to_display = value;
-}
 
 std::string TMPLSResults::TwinName() const { return "TMPLSResults"; }
 std::string BMPLSResults::TwinName() const { return "BMPLSResults"; }

@@ -23,29 +23,6 @@ class BatchPLSResults : public PLSResults {
   std::vector<AutomationProperty> Properties() override;
   std::vector<AutomationCommand> Commands() override;
 
-  bool get_AddTrajectoryWarningLimits() const;
-  void put_AddTrajectoryWarningLimits(bool value);
-  double get_ConstantForTrajectoryControlLimits() const;
-  void put_ConstantForTrajectoryControlLimits(double value);
-  double get_ConstantForTrajectoryWarningLimits() const;
-  void put_ConstantForTrajectoryWarningLimits(double value);
-  bool get_TrajectoryLimitsAsRegions() const;
-  void put_TrajectoryLimitsAsRegions(bool value);
-  bool get_UseOriginalScale() const;
-  void put_UseOriginalScale(bool value);
-  bool get_DisplayTextLabels() const;
-  void put_DisplayTextLabels(bool value);
-  bool get_ShowMarkersForScoreControlChart() const;
-  void put_ShowMarkersForScoreControlChart(bool value);
-  int get_NumberOfEigenvaluesToPlot() const;
-  void put_NumberOfEigenvaluesToPlot(int value);
-  /// The process column of the trajectory reports, by name; empty: the first.
-  std::string get_VariableForTrajectory() const;
-  void put_VariableForTrajectory(const std::string& value);
-  /// The batches (labels) the trajectory and score control plots draw.
-  std::vector<std::string> get_BatchesToDisplay() const;
-  void put_BatchesToDisplay(const std::vector<std::string>& value);
-
  private:
   CBatchPLSResults& batch_dialog_;
 };
