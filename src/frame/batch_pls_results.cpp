@@ -125,6 +125,12 @@ bool CBatchPLSResults::ResolvePlotComponents(std::vector<int>& components) {
   return true;
 }
 
+bool CBatchPLSResults::ResolvePlotPair(std::vector<int>& components) {
+  if (!ResolvePlotComponents(components)) return false;
+  if (components.size() != 2) return Refuse(MessageId::kScatterplotNeedsTwoComponents);
+  return true;
+}
+
 bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
   if (!ScoreLimitsUsable()) return false;
   limits = ComputePLSScoreLimits(
@@ -153,21 +159,8 @@ std::vector<std::size_t> CBatchPLSResults::BatchesToDisplay(bool all_when_none) 
 }
 
 bool CBatchPLSResults::ResolveTrajectoryVariable(std::size_t& variable) {
-  const std::string& name = settings().variable_for_trajectory;
-  const std::vector<BatchColumn>& columns = batch_data().process_columns;
-  if (name.empty()) {
-    variable = 0;
-    return !columns.empty();
-  }
-  const auto found = std::find_if(columns.begin(), columns.end(), [&](const BatchColumn& column) {
-    return column.name == name;
-  });
-  if (found == columns.end()) {
-    return Refuse(MessageId::kTrajectoryVariableUnknown,
-                  FormatMessage(MessageId::kTrajectoryVariableUnknown, name));
-  }
-  variable = static_cast<std::size_t>(found - columns.begin());
-  return true;
+  return ResolveProcessColumn(
+      batch_data().process_columns, settings().variable_for_trajectory, variable);
 }
 
 DMatrix CBatchPLSResults::ShownTrajectoryValues(std::size_t variable) const {
@@ -231,10 +224,7 @@ bool CBatchPLSResults::LineplotsOfScores() {
 bool CBatchPLSResults::ScatterplotsOfScores() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSScoreScatterplot(
       report_data(), components[0], components[1], settings().display_text_labels));
   return true;
@@ -243,10 +233,7 @@ bool CBatchPLSResults::ScatterplotsOfScores() {
 bool CBatchPLSResults::ScoreScatterSpreadsheet() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSScoreScatterSpreadsheet(report_data(), components[0], components[1]));
   return true;
 }
@@ -262,10 +249,7 @@ bool CBatchPLSResults::LineplotsOfLoadings() {
 bool CBatchPLSResults::ScatterplotsOfLoadings() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents);
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSLoadingScatterplot(report_data(), components[0], components[1]));
   return true;
 }

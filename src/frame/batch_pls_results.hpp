@@ -80,6 +80,8 @@ class CBatchPLSResults : public CPLSResults {
  protected:
   BatchPLSReportData report_data() const;
   bool ResolvePlotComponents(std::vector<int>& components);
+  /// Exactly two components for a scatterplot, or a refusal shown.
+  bool ResolvePlotPair(std::vector<int>& components);
   bool ScoreLimits(std::vector<ControlLimitSet>& limits);
   /// The rows of the batches to display; when none is chosen, every batch (`all_when_none`) or
   /// none with a warning.

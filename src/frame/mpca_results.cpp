@@ -117,22 +117,9 @@ void CMPCAResults::RouteGraph(Graph graph) {
 
 bool CMPCAResults::ResolveTrajectoryVariable(std::size_t& variable) {
   const CMPCAModel& fitted = model();
-  const std::string& name = fitted.time_wise_options().trajectory_variable;
-  const std::vector<BatchColumn>& columns = fitted.batch_data().process_columns;
-  if (name.empty() && !columns.empty()) {
-    variable = 0;
-    return true;
-  }
-  const auto found =
-      std::find_if(columns.begin(), columns.end(), [&name](const BatchColumn& column) {
-        return column.name == name;
-      });
-  if (found == columns.end()) {
-    return Refuse(MessageId::kTrajectoryVariableUnknown,
-                  FormatMessage(MessageId::kTrajectoryVariableUnknown, name));
-  }
-  variable = static_cast<std::size_t>(found - columns.begin());
-  return true;
+  return ResolveProcessColumn(fitted.batch_data().process_columns,
+                              fitted.time_wise_options().trajectory_variable,
+                              variable);
 }
 
 bool CMPCAResults::TrajectoryOptionsUsable() {
