@@ -1,7 +1,6 @@
 #include "frame/batch_pls_results.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "batch/bmpls_model.hpp"
@@ -131,6 +130,22 @@ bool CBatchPLSResults::ResolvePlotPair(std::vector<int>& components) {
   return true;
 }
 
+bool CBatchPLSResults::ScoreLineplots(bool markers) {
+  std::vector<int> components;
+  std::vector<ControlLimitSet> limits;
+  if (!HasComponents()) return true;
+  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
+  for (const int component : components) {
+    Route(BatchPLSScoreLineplot(report_data(),
+                                component,
+                                limits[static_cast<std::size_t>(component - 1)],
+                                model().report_options().score,
+                                markers,
+                                settings().display_text_labels));
+  }
+  return true;
+}
+
 bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
   if (!ScoreLimitsUsable()) return false;
   limits = ComputePLSScoreLimits(
@@ -198,28 +213,12 @@ bool CBatchPLSResults::Eigenvalues() {
 bool CBatchPLSResults::ScreePlotOfEigenvalues() {
   if (!HasComponents()) return true;
   const int count = settings().eigenvalues_to_plot;
-  if (count < 0) {
-    return Refuse(MessageId::kEigenvaluesToPlotNegative);
-  }
+  if (count < 0) return Refuse(MessageId::kEigenvaluesToPlotNegative);
   Route(BatchPLSScreePlot(model().engine(), count));
   return true;
 }
 
-bool CBatchPLSResults::LineplotsOfScores() {
-  std::vector<int> components;
-  std::vector<ControlLimitSet> limits;
-  if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
-  for (const int component : components) {
-    Route(BatchPLSScoreLineplot(report_data(),
-                                component,
-                                limits[static_cast<std::size_t>(component - 1)],
-                                model().report_options().score,
-                                false,
-                                settings().display_text_labels));
-  }
-  return true;
-}
+bool CBatchPLSResults::LineplotsOfScores() { return ScoreLineplots(false); }
 
 bool CBatchPLSResults::ScatterplotsOfScores() {
   std::vector<int> components;
@@ -270,28 +269,11 @@ bool CBatchPLSResults::DToModelSpreadsheet() {
   PLSMonitoring monitoring;
   if (!Monitoring(monitoring)) return false;
   Route(BatchPLSDistanceSpreadsheet(report_data(), monitoring));
-  const double pooled = monitoring.distance.pooled;
-  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
-  }
+  NotePooledDistance(monitoring);
   return true;
 }
 
-bool CBatchPLSResults::ScoreControlChart() {
-  std::vector<int> components;
-  std::vector<ControlLimitSet> limits;
-  if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
-  for (const int component : components) {
-    Route(BatchPLSScoreLineplot(report_data(),
-                                component,
-                                limits[static_cast<std::size_t>(component - 1)],
-                                model().report_options().score,
-                                settings().show_markers,
-                                settings().display_text_labels));
-  }
-  return true;
-}
+bool CBatchPLSResults::ScoreControlChart() { return ScoreLineplots(settings().show_markers); }
 
 bool CBatchPLSResults::ScoreControlChartSheet() {
   // The batches' scores with those beyond their component's control limits highlighted.

@@ -83,6 +83,8 @@ class CBatchPLSResults : public CPLSResults {
   /// Exactly two components for a scatterplot, or a refusal shown.
   bool ResolvePlotPair(std::vector<int>& components);
   bool ScoreLimits(std::vector<ControlLimitSet>& limits);
+  /// One score chart over the batches per plotted component, its points marked when `markers`.
+  bool ScoreLineplots(bool markers);
   /// The rows of the batches to display; when none is chosen, every batch (`all_when_none`) or
   /// none with a warning.
   std::vector<std::size_t> BatchesToDisplay(bool all_when_none);

@@ -269,11 +269,15 @@ bool CPLSResults::DToModelSpreadsheet() {
   PLSMonitoring monitoring;
   if (!Monitoring(monitoring)) return false;
   Route(PLSDistanceSpreadsheet(model().report_data(), monitoring));
+  NotePooledDistance(monitoring);
+  return true;
+}
+
+void CPLSResults::NotePooledDistance(const PLSMonitoring& monitoring) {
   const double pooled = monitoring.distance.pooled;
   if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
     analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
   }
-  return true;
 }
 
 bool CPLSResults::BarChartOfDToModel() {

@@ -95,6 +95,8 @@ class CPLSResults : public ResultsDialog {
   /// The monitoring statistics with the checked chart limits; false after showing a refusal.
   bool Monitoring(PLSMonitoring& monitoring);
   bool ResolveContribution(std::size_t& row, std::vector<int>& components);
+  /// Outside automation the pooled distance to the model is a note as well.
+  void NotePooledDistance(const PLSMonitoring& monitoring);
 
  private:
   /// The component commands over the current model's engine.
