@@ -15,7 +15,8 @@ class CMPLSModel;
 class CBMPLSModel;
 
 /// The automation twin shared by the Results dialogs of the batch PLS models: the properties
-/// and commands of `PLSResults`, the trajectory and plot settings, and the batch reports.
+/// and commands of `PLSResults`, the trajectory and plot settings (`BatchPlotProperties`, then
+/// `NumberOfEigenvaluesToPlot`, 0: every component), and the batch reports.
 class BatchPLSResults : public PLSResults {
  public:
   explicit BatchPLSResults(CBatchPLSResults& dialog);
