@@ -1,13 +1,12 @@
 #include "frame/batch_pls_results.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "export/c_code.hpp"
-#include "frame/automation_property.hpp"
+#include "frame/batch_plot_properties.hpp"
 #include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
@@ -36,31 +35,30 @@ Model& FittedBatchModel(CMSPC& analysis) {
 BatchPLSResults::BatchPLSResults(CBatchPLSResults& dialog)
     : PLSResults(dialog), batch_dialog_(dialog) {}
 
-#define MSPC_BATCH_PROPERTY(Name) \
-  MakeProperty(#Name, *this, &BatchPLSResults::get_##Name, &BatchPLSResults::put_##Name)
-
 std::vector<AutomationProperty> BatchPLSResults::Properties() {
   std::vector<AutomationProperty> properties = PLSResults::Properties();
-  for (AutomationProperty& property : std::vector<AutomationProperty>{
-           MSPC_BATCH_PROPERTY(AddTrajectoryWarningLimits),
-           MSPC_BATCH_PROPERTY(ConstantForTrajectoryControlLimits),
-           MSPC_BATCH_PROPERTY(ConstantForTrajectoryWarningLimits),
-           MSPC_BATCH_PROPERTY(TrajectoryLimitsAsRegions),
-           MSPC_BATCH_PROPERTY(UseOriginalScale),
-           MSPC_BATCH_PROPERTY(DisplayTextLabels),
-           MSPC_BATCH_PROPERTY(ShowMarkersForScoreControlChart),
-           MSPC_BATCH_PROPERTY(NumberOfEigenvaluesToPlot),
-           MSPC_BATCH_PROPERTY(VariableForTrajectory),
-           MSPC_BATCH_PROPERTY(BatchesToDisplay),
-       }) {
+  for (AutomationProperty& property : BatchPlotProperties([this] {
+         BatchReportSettings& settings = batch_dialog_.settings();
+         return BatchPlotSettings{batch_dialog_.trajectory_options(),
+                                  settings.limits_as_regions,
+                                  settings.use_original_scale,
+                                  settings.display_text_labels,
+                                  settings.show_markers,
+                                  settings.variable_for_trajectory,
+                                  settings.batches_to_display};
+       })) {
     properties.push_back(std::move(property));
   }
+  properties.push_back(MakeFieldProperty("NumberOfEigenvaluesToPlot", [this]() -> int& {
+    return batch_dialog_.settings().eigenvalues_to_plot;
+  }));
   return properties;
 }
 
-#undef MSPC_BATCH_PROPERTY
-
-#define MSPC_BATCH_COMMAND(Name) MakeCommand(#Name, *this, &BatchPLSResults::Name)
+#define MSPC_BATCH_COMMAND(Name)                                              \
+  AutomationCommand {                                                         \
+#Name, [this] { return Guarded(batch_dialog_, &CBatchPLSResults::Name); } \
+  }
 
 std::vector<AutomationCommand> BatchPLSResults::Commands() {
   std::vector<AutomationCommand> commands = PLSResults::Commands();
@@ -97,103 +95,6 @@ std::vector<AutomationCommand> BatchPLSResults::Commands() {
 
 #undef MSPC_BATCH_COMMAND
 
-bool BatchPLSResults::get_AddTrajectoryWarningLimits() const {
-  return batch_dialog_.trajectory_options().warning_limits;
-}
-void BatchPLSResults::put_AddTrajectoryWarningLimits(bool value) {
-  batch_dialog_.trajectory_options().warning_limits = value;
-}
-double BatchPLSResults::get_ConstantForTrajectoryControlLimits() const {
-  return batch_dialog_.trajectory_options().control_constant;
-}
-void BatchPLSResults::put_ConstantForTrajectoryControlLimits(double value) {
-  batch_dialog_.trajectory_options().control_constant = value;
-}
-double BatchPLSResults::get_ConstantForTrajectoryWarningLimits() const {
-  return batch_dialog_.trajectory_options().warning_constant;
-}
-void BatchPLSResults::put_ConstantForTrajectoryWarningLimits(double value) {
-  batch_dialog_.trajectory_options().warning_constant = value;
-}
-bool BatchPLSResults::get_TrajectoryLimitsAsRegions() const {
-  return batch_dialog_.settings().limits_as_regions;
-}
-void BatchPLSResults::put_TrajectoryLimitsAsRegions(bool value) {
-  batch_dialog_.settings().limits_as_regions = value;
-}
-bool BatchPLSResults::get_UseOriginalScale() const {
-  return batch_dialog_.settings().use_original_scale;
-}
-void BatchPLSResults::put_UseOriginalScale(bool value) {
-  batch_dialog_.settings().use_original_scale = value;
-}
-bool BatchPLSResults::get_DisplayTextLabels() const {
-  return batch_dialog_.settings().display_text_labels;
-}
-void BatchPLSResults::put_DisplayTextLabels(bool value) {
-  batch_dialog_.settings().display_text_labels = value;
-}
-bool BatchPLSResults::get_ShowMarkersForScoreControlChart() const {
-  return batch_dialog_.settings().show_markers;
-}
-void BatchPLSResults::put_ShowMarkersForScoreControlChart(bool value) {
-  batch_dialog_.settings().show_markers = value;
-}
-int BatchPLSResults::get_NumberOfEigenvaluesToPlot() const {
-  return batch_dialog_.settings().eigenvalues_to_plot;
-}
-void BatchPLSResults::put_NumberOfEigenvaluesToPlot(int value) {
-  batch_dialog_.settings().eigenvalues_to_plot = value;
-}
-std::string BatchPLSResults::get_VariableForTrajectory() const {
-  return batch_dialog_.settings().variable_for_trajectory;
-}
-void BatchPLSResults::put_VariableForTrajectory(const std::string& value) {
-  batch_dialog_.settings().variable_for_trajectory = value;
-}
-std::vector<std::string> BatchPLSResults::get_BatchesToDisplay() const {
-  return batch_dialog_.settings().batches_to_display;
-}
-void BatchPLSResults::put_BatchesToDisplay(const std::vector<std::string>& value) {
-  batch_dialog_.settings().batches_to_display = value;
-}
-
-bool BatchPLSResults::Run(bool (CBatchPLSResults::*command)()) {
-  return GuardCommand(batch_dialog_.analysis(),
-                      [this, command] { return (batch_dialog_.*command)(); });
-}
-
-bool BatchPLSResults::Eigenvalues() { return Run(&CBatchPLSResults::Eigenvalues); }
-bool BatchPLSResults::ScreePlotOfEigenvalues() {
-  return Run(&CBatchPLSResults::ScreePlotOfEigenvalues);
-}
-bool BatchPLSResults::LineplotsOfScores() { return Run(&CBatchPLSResults::LineplotsOfScores); }
-bool BatchPLSResults::ScatterplotsOfScores() {
-  return Run(&CBatchPLSResults::ScatterplotsOfScores);
-}
-bool BatchPLSResults::ScoreScatterSpreadsheet() {
-  return Run(&CBatchPLSResults::ScoreScatterSpreadsheet);
-}
-bool BatchPLSResults::LineplotsOfLoadings() { return Run(&CBatchPLSResults::LineplotsOfLoadings); }
-bool BatchPLSResults::ScatterplotsOfLoadings() {
-  return Run(&CBatchPLSResults::ScatterplotsOfLoadings);
-}
-bool BatchPLSResults::LineplotsOfDToModel() { return Run(&CBatchPLSResults::LineplotsOfDToModel); }
-bool BatchPLSResults::ScaledData() { return Run(&CBatchPLSResults::ScaledData); }
-bool BatchPLSResults::ScoreControlChart() { return Run(&CBatchPLSResults::ScoreControlChart); }
-bool BatchPLSResults::ScoreControlChartSheet() {
-  return Run(&CBatchPLSResults::ScoreControlChartSheet);
-}
-bool BatchPLSResults::VariableTrajectoryPlot() {
-  return Run(&CBatchPLSResults::VariableTrajectoryPlot);
-}
-bool BatchPLSResults::VariableTrajectorySpreadsheet() {
-  return Run(&CBatchPLSResults::VariableTrajectorySpreadsheet);
-}
-bool BatchPLSResults::CodeGeneratorPMML() { return Run(&CBatchPLSResults::CodeGeneratorPMML); }
-bool BatchPLSResults::CodeGeneratorCLang() { return Run(&CBatchPLSResults::CodeGeneratorCLang); }
-bool BatchPLSResults::CodeGeneratorKVB() { return Run(&CBatchPLSResults::CodeGeneratorKVB); }
-
 std::string TMPLSResults::TwinName() const { return "TMPLSResults"; }
 std::string BMPLSResults::TwinName() const { return "BMPLSResults"; }
 
@@ -223,13 +124,32 @@ bool CBatchPLSResults::ResolvePlotComponents(std::vector<int>& components) {
   return true;
 }
 
-bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
-  const PLSReportOptions& options = model().report_options();
-  if (const auto refusal = options.score.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
+bool CBatchPLSResults::ResolvePlotPair(std::vector<int>& components) {
+  if (!ResolvePlotComponents(components)) return false;
+  if (components.size() != 2) return Refuse(MessageId::kScatterplotNeedsTwoComponents);
+  return true;
+}
+
+bool CBatchPLSResults::ScoreLineplots(bool markers) {
+  std::vector<int> components;
+  std::vector<ControlLimitSet> limits;
+  if (!HasComponents()) return true;
+  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
+  for (const int component : components) {
+    Route(BatchPLSScoreLineplot(report_data(),
+                                component,
+                                limits[static_cast<std::size_t>(component - 1)],
+                                model().report_options().score,
+                                markers,
+                                settings().display_text_labels));
   }
-  limits =
-      ComputePLSScoreLimits(model().engine(), PLSScoreType::kXScores, options.score, probability());
+  return true;
+}
+
+bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
+  if (!ScoreLimitsUsable()) return false;
+  limits = ComputePLSScoreLimits(
+      model().engine(), PLSScoreType::kXScores, score_limits(), probability());
   return true;
 }
 
@@ -254,21 +174,8 @@ std::vector<std::size_t> CBatchPLSResults::BatchesToDisplay(bool all_when_none) 
 }
 
 bool CBatchPLSResults::ResolveTrajectoryVariable(std::size_t& variable) {
-  const std::string& name = settings().variable_for_trajectory;
-  const std::vector<BatchColumn>& columns = batch_data().process_columns;
-  if (name.empty()) {
-    variable = 0;
-    return !columns.empty();
-  }
-  const auto found = std::find_if(columns.begin(), columns.end(), [&](const BatchColumn& column) {
-    return column.name == name;
-  });
-  if (found == columns.end()) {
-    return Refuse(MessageId::kTrajectoryVariableUnknown,
-                  FormatMessage(MessageId::kTrajectoryVariableUnknown, name));
-  }
-  variable = static_cast<std::size_t>(found - columns.begin());
-  return true;
+  return ResolveProcessColumn(
+      batch_data().process_columns, settings().variable_for_trajectory, variable);
 }
 
 DMatrix CBatchPLSResults::ShownTrajectoryValues(std::size_t variable) const {
@@ -306,38 +213,17 @@ bool CBatchPLSResults::Eigenvalues() {
 bool CBatchPLSResults::ScreePlotOfEigenvalues() {
   if (!HasComponents()) return true;
   const int count = settings().eigenvalues_to_plot;
-  if (count < 0) {
-    return Refuse(MessageId::kEigenvaluesToPlotNegative,
-                  FormatMessage(MessageId::kEigenvaluesToPlotNegative));
-  }
+  if (count < 0) return Refuse(MessageId::kEigenvaluesToPlotNegative);
   Route(BatchPLSScreePlot(model().engine(), count));
   return true;
 }
 
-bool CBatchPLSResults::LineplotsOfScores() {
-  std::vector<int> components;
-  std::vector<ControlLimitSet> limits;
-  if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
-  for (const int component : components) {
-    Route(BatchPLSScoreLineplot(report_data(),
-                                component,
-                                limits[static_cast<std::size_t>(component - 1)],
-                                model().report_options().score,
-                                false,
-                                settings().display_text_labels));
-  }
-  return true;
-}
+bool CBatchPLSResults::LineplotsOfScores() { return ScoreLineplots(false); }
 
 bool CBatchPLSResults::ScatterplotsOfScores() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSScoreScatterplot(
       report_data(), components[0], components[1], settings().display_text_labels));
   return true;
@@ -346,11 +232,7 @@ bool CBatchPLSResults::ScatterplotsOfScores() {
 bool CBatchPLSResults::ScoreScatterSpreadsheet() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSScoreScatterSpreadsheet(report_data(), components[0], components[1]));
   return true;
 }
@@ -366,11 +248,7 @@ bool CBatchPLSResults::LineplotsOfLoadings() {
 bool CBatchPLSResults::ScatterplotsOfLoadings() {
   std::vector<int> components;
   if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components)) return false;
-  if (components.size() != 2) {
-    return Refuse(MessageId::kScatterplotNeedsTwoComponents,
-                  FormatMessage(MessageId::kScatterplotNeedsTwoComponents));
-  }
+  if (!ResolvePlotPair(components)) return false;
   Route(BatchPLSLoadingScatterplot(report_data(), components[0], components[1]));
   return true;
 }
@@ -391,28 +269,11 @@ bool CBatchPLSResults::DToModelSpreadsheet() {
   PLSMonitoring monitoring;
   if (!Monitoring(monitoring)) return false;
   Route(BatchPLSDistanceSpreadsheet(report_data(), monitoring));
-  const double pooled = monitoring.distance.pooled;
-  if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
-  }
+  NotePooledDistance(monitoring);
   return true;
 }
 
-bool CBatchPLSResults::ScoreControlChart() {
-  std::vector<int> components;
-  std::vector<ControlLimitSet> limits;
-  if (!HasComponents()) return true;
-  if (!ResolvePlotComponents(components) || !ScoreLimits(limits)) return false;
-  for (const int component : components) {
-    Route(BatchPLSScoreLineplot(report_data(),
-                                component,
-                                limits[static_cast<std::size_t>(component - 1)],
-                                model().report_options().score,
-                                settings().show_markers,
-                                settings().display_text_labels));
-  }
-  return true;
-}
+bool CBatchPLSResults::ScoreControlChart() { return ScoreLineplots(settings().show_markers); }
 
 bool CBatchPLSResults::ScoreControlChartSheet() {
   // The batches' scores with those beyond their component's control limits highlighted.
@@ -524,9 +385,8 @@ DMatrix CBMPLSResults::TrajectoryValues(std::size_t variable) const {
 
 bool CBMPLSResults::ScoreTrajectories(std::vector<int>& components,
                                       std::vector<TimeLimits>& trajectories) {
-  const ScoreLimitOptions& options = model().report_options().score;
-  if (const auto refusal = options.Validate()) return Refuse(*refusal, FormatMessage(*refusal));
-  if (!ResolvePlotComponents(components)) return false;
+  if (!ScoreLimitsUsable() || !ResolvePlotComponents(components)) return false;
+  const ScoreLimitOptions& options = score_limits();
   for (const int component : components) {
     trajectories.push_back(batch_model().ScoreTrajectory(component, options, probability()));
   }

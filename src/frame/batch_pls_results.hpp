@@ -15,7 +15,8 @@ class CMPLSModel;
 class CBMPLSModel;
 
 /// The automation twin shared by the Results dialogs of the batch PLS models: the properties
-/// and commands of `PLSResults`, the trajectory and plot settings, and the batch reports.
+/// and commands of `PLSResults`, the trajectory and plot settings (`BatchPlotProperties`, then
+/// `NumberOfEigenvaluesToPlot`, 0: every component), and the batch reports.
 class BatchPLSResults : public PLSResults {
  public:
   explicit BatchPLSResults(CBatchPLSResults& dialog);
@@ -23,49 +24,7 @@ class BatchPLSResults : public PLSResults {
   std::vector<AutomationProperty> Properties() override;
   std::vector<AutomationCommand> Commands() override;
 
-  bool get_AddTrajectoryWarningLimits() const;
-  void put_AddTrajectoryWarningLimits(bool value);
-  double get_ConstantForTrajectoryControlLimits() const;
-  void put_ConstantForTrajectoryControlLimits(double value);
-  double get_ConstantForTrajectoryWarningLimits() const;
-  void put_ConstantForTrajectoryWarningLimits(double value);
-  bool get_TrajectoryLimitsAsRegions() const;
-  void put_TrajectoryLimitsAsRegions(bool value);
-  bool get_UseOriginalScale() const;
-  void put_UseOriginalScale(bool value);
-  bool get_DisplayTextLabels() const;
-  void put_DisplayTextLabels(bool value);
-  bool get_ShowMarkersForScoreControlChart() const;
-  void put_ShowMarkersForScoreControlChart(bool value);
-  int get_NumberOfEigenvaluesToPlot() const;
-  void put_NumberOfEigenvaluesToPlot(int value);
-  /// The process column of the trajectory reports, by name; empty: the first.
-  std::string get_VariableForTrajectory() const;
-  void put_VariableForTrajectory(const std::string& value);
-  /// The batches (labels) the trajectory and score control plots draw.
-  std::vector<std::string> get_BatchesToDisplay() const;
-  void put_BatchesToDisplay(const std::vector<std::string>& value);
-
-  bool Eigenvalues();
-  bool ScreePlotOfEigenvalues();
-  bool LineplotsOfScores();
-  bool ScatterplotsOfScores();
-  bool ScoreScatterSpreadsheet();
-  bool LineplotsOfLoadings();
-  bool ScatterplotsOfLoadings();
-  bool LineplotsOfDToModel();
-  bool ScaledData();
-  bool ScoreControlChart();
-  bool ScoreControlChartSheet();
-  bool VariableTrajectoryPlot();
-  bool VariableTrajectorySpreadsheet();
-  bool CodeGeneratorPMML();
-  bool CodeGeneratorCLang();
-  bool CodeGeneratorKVB();
-
  private:
-  bool Run(bool (CBatchPLSResults::*command)());
-
   CBatchPLSResults& batch_dialog_;
 };
 
@@ -122,7 +81,11 @@ class CBatchPLSResults : public CPLSResults {
  protected:
   BatchPLSReportData report_data() const;
   bool ResolvePlotComponents(std::vector<int>& components);
+  /// Exactly two components for a scatterplot, or a refusal shown.
+  bool ResolvePlotPair(std::vector<int>& components);
   bool ScoreLimits(std::vector<ControlLimitSet>& limits);
+  /// One score chart over the batches per plotted component, its points marked when `markers`.
+  bool ScoreLineplots(bool markers);
   /// The rows of the batches to display; when none is chosen, every batch (`all_when_none`) or
   /// none with a warning.
   std::vector<std::size_t> BatchesToDisplay(bool all_when_none);

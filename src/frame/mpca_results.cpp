@@ -6,7 +6,7 @@
 #include "batch/mpca_model.hpp"
 #include "batch/mpca_reports.hpp"
 #include "export/tmpca_export.hpp"
-#include "frame/automation_property.hpp"
+#include "frame/batch_plot_properties.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
 #include "frame/steps.hpp"
@@ -21,30 +21,24 @@ TMPCAResults::TMPCAResults(CMPCAResults& dialog) : PCAModelResultsTwin(dialog), 
 
 std::string TMPCAResults::TwinName() const { return "TMPCAResults"; }
 
-#define MSPC_TMPCA_PROPERTY(Name) \
-  MakeProperty(#Name, *this, &TMPCAResults::get_##Name, &TMPCAResults::put_##Name)
-
 std::vector<AutomationProperty> TMPCAResults::Properties() {
   std::vector<AutomationProperty> properties = LimitProperties();
   for (AutomationProperty& property : PlotProperties()) properties.push_back(std::move(property));
-  for (AutomationProperty& property : std::vector<AutomationProperty>{
-           MSPC_TMPCA_PROPERTY(ConstantForTrajectoryControlLimits),
-           MSPC_TMPCA_PROPERTY(ConstantForTrajectoryWarningLimits),
-           MSPC_TMPCA_PROPERTY(AddTrajectoryWarningLimits),
-           MSPC_TMPCA_PROPERTY(TrajectoryLimitsAsRegions),
-           MSPC_TMPCA_PROPERTY(UseOriginalScale),
-           MSPC_TMPCA_PROPERTY(DisplayTextLabels),
-           MSPC_TMPCA_PROPERTY(ShowMarkersForScoreControlChart),
-           MSPC_TMPCA_PROPERTY(VariableForTrajectory),
-           MSPC_TMPCA_PROPERTY(BatchesToDisplay),
-       }) {
+  for (AutomationProperty& property : BatchPlotProperties([this] {
+         TimeWiseReportOptions& options = dialog_.model().time_wise_options();
+         return BatchPlotSettings{options.trajectory,
+                                  options.limits_as_regions,
+                                  options.original_scale,
+                                  options.text_labels,
+                                  options.markers,
+                                  options.trajectory_variable,
+                                  options.batches_to_display};
+       })) {
     properties.push_back(std::move(property));
   }
   for (AutomationProperty& property : ExportProperties()) properties.push_back(std::move(property));
   return properties;
 }
-
-#undef MSPC_TMPCA_PROPERTY
 
 #define MSPC_TMPCA_COMMAND(Name)                                    \
   AutomationCommand {                                               \
@@ -99,51 +93,6 @@ std::vector<AutomationCommand> TMPCAResults::Commands() {
 
 #undef MSPC_TMPCA_COMMAND
 
-TimeWiseReportOptions& TMPCAResults::time_wise() const {
-  return dialog_.model().time_wise_options();
-}
-
-double TMPCAResults::get_ConstantForTrajectoryControlLimits() const {
-  return time_wise().trajectory.control_constant;
-}
-void TMPCAResults::put_ConstantForTrajectoryControlLimits(double value) {
-  time_wise().trajectory.control_constant = value;
-}
-double TMPCAResults::get_ConstantForTrajectoryWarningLimits() const {
-  return time_wise().trajectory.warning_constant;
-}
-void TMPCAResults::put_ConstantForTrajectoryWarningLimits(double value) {
-  time_wise().trajectory.warning_constant = value;
-}
-bool TMPCAResults::get_AddTrajectoryWarningLimits() const {
-  return time_wise().trajectory.warning_limits;
-}
-void TMPCAResults::put_AddTrajectoryWarningLimits(bool value) {
-  time_wise().trajectory.warning_limits = value;
-}
-bool TMPCAResults::get_TrajectoryLimitsAsRegions() const { return time_wise().limits_as_regions; }
-void TMPCAResults::put_TrajectoryLimitsAsRegions(bool value) {
-  time_wise().limits_as_regions = value;
-}
-bool TMPCAResults::get_UseOriginalScale() const { return time_wise().original_scale; }
-void TMPCAResults::put_UseOriginalScale(bool value) { time_wise().original_scale = value; }
-bool TMPCAResults::get_DisplayTextLabels() const { return time_wise().text_labels; }
-void TMPCAResults::put_DisplayTextLabels(bool value) { time_wise().text_labels = value; }
-bool TMPCAResults::get_ShowMarkersForScoreControlChart() const { return time_wise().markers; }
-void TMPCAResults::put_ShowMarkersForScoreControlChart(bool value) { time_wise().markers = value; }
-std::string TMPCAResults::get_VariableForTrajectory() const {
-  return time_wise().trajectory_variable;
-}
-void TMPCAResults::put_VariableForTrajectory(const std::string& value) {
-  time_wise().trajectory_variable = value;
-}
-std::vector<std::string> TMPCAResults::get_BatchesToDisplay() const {
-  return time_wise().batches_to_display;
-}
-void TMPCAResults::put_BatchesToDisplay(const std::vector<std::string>& value) {
-  time_wise().batches_to_display = value;
-}
-
 // ---------------------------------------------------------------------------------------------
 // CMPCAResults: the dialog.
 
@@ -168,22 +117,9 @@ void CMPCAResults::RouteGraph(Graph graph) {
 
 bool CMPCAResults::ResolveTrajectoryVariable(std::size_t& variable) {
   const CMPCAModel& fitted = model();
-  const std::string& name = fitted.time_wise_options().trajectory_variable;
-  const std::vector<BatchColumn>& columns = fitted.batch_data().process_columns;
-  if (name.empty() && !columns.empty()) {
-    variable = 0;
-    return true;
-  }
-  const auto found =
-      std::find_if(columns.begin(), columns.end(), [&name](const BatchColumn& column) {
-        return column.name == name;
-      });
-  if (found == columns.end()) {
-    return Refuse(MessageId::kTrajectoryVariableUnknown,
-                  FormatMessage(MessageId::kTrajectoryVariableUnknown, name));
-  }
-  variable = static_cast<std::size_t>(found - columns.begin());
-  return true;
+  return ResolveProcessColumn(fitted.batch_data().process_columns,
+                              fitted.time_wise_options().trajectory_variable,
+                              variable);
 }
 
 bool CMPCAResults::TrajectoryOptionsUsable() {

@@ -12,7 +12,6 @@ namespace mspc {
 
 class CMPCAModel;
 class CMPCAResults;
-struct TimeWiseReportOptions;
 
 /// Automation twin of the TMPCA Results dialog: the limit settings of `ResultsTwin`, the
 /// settings of the plots and the variable trajectories, one command per report, the component
@@ -28,28 +27,7 @@ class TMPCAResults final : public PCAModelResultsTwin {
   std::vector<AutomationProperty> Properties() override;
   std::vector<AutomationCommand> Commands() override;
 
-  double get_ConstantForTrajectoryControlLimits() const;
-  void put_ConstantForTrajectoryControlLimits(double value);
-  double get_ConstantForTrajectoryWarningLimits() const;
-  void put_ConstantForTrajectoryWarningLimits(double value);
-  bool get_AddTrajectoryWarningLimits() const;
-  void put_AddTrajectoryWarningLimits(bool value);
-  bool get_TrajectoryLimitsAsRegions() const;
-  void put_TrajectoryLimitsAsRegions(bool value);
-  bool get_UseOriginalScale() const;
-  void put_UseOriginalScale(bool value);
-  bool get_DisplayTextLabels() const;
-  void put_DisplayTextLabels(bool value);
-  bool get_ShowMarkersForScoreControlChart() const;
-  void put_ShowMarkersForScoreControlChart(bool value);
-  std::string get_VariableForTrajectory() const;
-  void put_VariableForTrajectory(const std::string& value);
-  std::vector<std::string> get_BatchesToDisplay() const;
-  void put_BatchesToDisplay(const std::vector<std::string>& value);
-
  private:
-  TimeWiseReportOptions& time_wise() const;
-
   CMPCAResults& dialog_;
 };
 

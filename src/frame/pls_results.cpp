@@ -1,7 +1,7 @@
 #include "frame/pls_results.hpp"
 
 #include <cmath>
-#include <stdexcept>
+#include <utility>
 
 #include "frame/automation_property.hpp"
 #include "frame/mspc.hpp"
@@ -10,13 +10,6 @@
 
 namespace mspc {
 namespace {
-
-ScoreLimitOptions SwitchScoreLimitType(const ScoreLimitOptions& current, ScoreLimitType type) {
-  if (current.type == type) return current;
-  ScoreLimitOptions switched = ScoreLimitOptions::Defaults(type);
-  switched.warning = current.warning;
-  return switched;
-}
 
 CPLSModel& FittedPLSModel(CMSPC& analysis) {
   auto* model = dynamic_cast<CPLSModel*>(analysis.CurrentModel());
@@ -31,99 +24,74 @@ CPLSModel& FittedPLSModel(CMSPC& analysis) {
 // ---------------------------------------------------------------------------------------------
 // PLSResults: the twin.
 
+PLSResults::PLSResults(CPLSResults& dialog) : ResultsTwin(dialog), dialog_(dialog) {}
+
 std::string PLSResults::TwinName() const { return "PLSResults"; }
 
-#define MSPC_RESULTS_PROPERTY(Name) \
+#define MSPC_PLS_PROPERTY(Name) \
   MakeProperty(#Name, *this, &PLSResults::get_##Name, &PLSResults::put_##Name)
 
 std::vector<AutomationProperty> PLSResults::Properties() {
-  // The kind of score limit comes before its values: choosing a kind resets the values.
-  return {
-      MSPC_RESULTS_PROPERTY(TSquareControlLimit),
-      MSPC_RESULTS_PROPERTY(TSquareWarning),
-      MSPC_RESULTS_PROPERTY(TSquareWarningLimit),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromP),
-      MSPC_RESULTS_PROPERTY(ComputeScoreLimitFromStdDev),
-      MSPC_RESULTS_PROPERTY(ScoreControlLimit),
-      MSPC_RESULTS_PROPERTY(ScoreWarning),
-      MSPC_RESULTS_PROPERTY(ScoreWarningLimit),
-      MSPC_RESULTS_PROPERTY(ScoreType),
-      MSPC_RESULTS_PROPERTY(ObservationForContribution),
-      MSPC_RESULTS_PROPERTY(ComponentsToPlot),
-      MSPC_RESULTS_PROPERTY(SortVariablesByImportance),
-      MSPC_RESULTS_PROPERTY(ExportFileName),
-      MakeReadOnlyProperty("NumberOfComponents", *this, &PLSResults::get_NumberOfComponents),
-  };
+  std::vector<AutomationProperty> properties = LimitProperties();
+  for (AutomationProperty& property : std::vector<AutomationProperty>{
+           MSPC_PLS_PROPERTY(ScoreType),
+           MSPC_PLS_PROPERTY(ObservationForContribution),
+           MSPC_PLS_PROPERTY(ComponentsToPlot),
+           MSPC_PLS_PROPERTY(SortVariablesByImportance),
+       }) {
+    properties.push_back(std::move(property));
+  }
+  for (AutomationProperty& property : ExportProperties()) properties.push_back(std::move(property));
+  return properties;
 }
 
-#undef MSPC_RESULTS_PROPERTY
+#undef MSPC_PLS_PROPERTY
 
-#define MSPC_RESULTS_COMMAND(Name) MakeCommand(#Name, *this, &PLSResults::Name)
+#define MSPC_PLS_COMMAND(Name)                                     \
+  AutomationCommand {                                              \
+#Name, [this] { return Guarded(dialog_, &CPLSResults::Name); } \
+  }
 
 std::vector<AutomationCommand> PLSResults::Commands() {
-  return {
-      MSPC_RESULTS_COMMAND(Summary),
-      MSPC_RESULTS_COMMAND(SummaryView),
-      MSPC_RESULTS_COMMAND(DescriptiveStatistics),
-      MSPC_RESULTS_COMMAND(XScoreSpreadsheet),
-      MSPC_RESULTS_COMMAND(YScoreSpreadsheet),
-      MSPC_RESULTS_COMMAND(XWeightSpreadsheet),
-      MSPC_RESULTS_COMMAND(LoadingSpreadsheet),
-      MSPC_RESULTS_COMMAND(Coefficients),
-      MSPC_RESULTS_COMMAND(Predictions),
-      MSPC_RESULTS_COMMAND(Residuals),
-      MSPC_RESULTS_COMMAND(SpreadsheetOfImportanceOfPredictors),
-      MSPC_RESULTS_COMMAND(GraphOfImportanceOfPredictors),
-      MSPC_RESULTS_COMMAND(TSquareChart),
-      MSPC_RESULTS_COMMAND(TSquareSpreadsheet),
-      MSPC_RESULTS_COMMAND(SPEQChart),
-      MSPC_RESULTS_COMMAND(SPEQSpreadsheet),
-      MSPC_RESULTS_COMMAND(DToModelSpreadsheet),
-      MSPC_RESULTS_COMMAND(BarChartOfDToModel),
-      MSPC_RESULTS_COMMAND(ScoreControlSpreadsheet),
-      MSPC_RESULTS_COMMAND(ContributionSpreadsheet),
-      MSPC_RESULTS_COMMAND(ContributionPlot),
-      MSPC_RESULTS_COMMAND(AddNextComponent),
-      MSPC_RESULTS_COMMAND(RemoveLastComponent),
-      MSPC_RESULTS_COMMAND(RemoveAllComponent),
-      MSPC_RESULTS_COMMAND(AutoFitMoreComponents),
-      MSPC_RESULTS_COMMAND(Details),
-      MSPC_RESULTS_COMMAND(CodeGeneratorPMML),
-      MSPC_RESULTS_COMMAND(CodeGeneratorCLang),
-      MSPC_RESULTS_COMMAND(CodeGeneratorKVB),
+  std::vector<AutomationCommand> commands = {
+      MSPC_PLS_COMMAND(Summary),
+      MSPC_PLS_COMMAND(SummaryView),
+      MSPC_PLS_COMMAND(DescriptiveStatistics),
+      MSPC_PLS_COMMAND(XScoreSpreadsheet),
+      MSPC_PLS_COMMAND(YScoreSpreadsheet),
+      MSPC_PLS_COMMAND(XWeightSpreadsheet),
+      MSPC_PLS_COMMAND(LoadingSpreadsheet),
+      MSPC_PLS_COMMAND(Coefficients),
+      MSPC_PLS_COMMAND(Predictions),
+      MSPC_PLS_COMMAND(Residuals),
+      MSPC_PLS_COMMAND(SpreadsheetOfImportanceOfPredictors),
+      MSPC_PLS_COMMAND(GraphOfImportanceOfPredictors),
+      MSPC_PLS_COMMAND(TSquareChart),
+      MSPC_PLS_COMMAND(TSquareSpreadsheet),
+      MSPC_PLS_COMMAND(SPEQChart),
+      MSPC_PLS_COMMAND(SPEQSpreadsheet),
+      MSPC_PLS_COMMAND(DToModelSpreadsheet),
+      MSPC_PLS_COMMAND(BarChartOfDToModel),
+      MSPC_PLS_COMMAND(ScoreControlSpreadsheet),
+      MSPC_PLS_COMMAND(ContributionSpreadsheet),
+      MSPC_PLS_COMMAND(ContributionPlot),
   };
+  for (AutomationCommand& command : ComponentCommands()) commands.push_back(std::move(command));
+  for (AutomationCommand& command : std::vector<AutomationCommand>{
+           MSPC_PLS_COMMAND(Details),
+           MSPC_PLS_COMMAND(CodeGeneratorPMML),
+           MSPC_PLS_COMMAND(CodeGeneratorCLang),
+           MSPC_PLS_COMMAND(CodeGeneratorKVB),
+       }) {
+    commands.push_back(std::move(command));
+  }
+  return commands;
 }
 
-#undef MSPC_RESULTS_COMMAND
+#undef MSPC_PLS_COMMAND
 
 PLSReportOptions& PLSResults::options() const { return dialog_.model().report_options(); }
 
-double PLSResults::get_TSquareControlLimit() const { return options().chart.control_percent; }
-void PLSResults::put_TSquareControlLimit(double value) { options().chart.control_percent = value; }
-bool PLSResults::get_TSquareWarning() const { return options().chart.warning; }
-void PLSResults::put_TSquareWarning(bool value) { options().chart.warning = value; }
-double PLSResults::get_TSquareWarningLimit() const { return options().chart.warning_percent; }
-void PLSResults::put_TSquareWarningLimit(double value) { options().chart.warning_percent = value; }
-bool PLSResults::get_ComputeScoreLimitFromP() const {
-  return options().score.type == ScoreLimitType::kPValue;
-}
-void PLSResults::put_ComputeScoreLimitFromP(bool value) {
-  if (value) options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kPValue);
-}
-bool PLSResults::get_ComputeScoreLimitFromStdDev() const {
-  return options().score.type == ScoreLimitType::kStandardDeviations;
-}
-void PLSResults::put_ComputeScoreLimitFromStdDev(bool value) {
-  if (value) {
-    options().score = SwitchScoreLimitType(options().score, ScoreLimitType::kStandardDeviations);
-  }
-}
-double PLSResults::get_ScoreControlLimit() const { return options().score.control; }
-void PLSResults::put_ScoreControlLimit(double value) { options().score.control = value; }
-bool PLSResults::get_ScoreWarning() const { return options().score.warning; }
-void PLSResults::put_ScoreWarning(bool value) { options().score.warning = value; }
-double PLSResults::get_ScoreWarningLimit() const { return options().score.warning_value; }
-void PLSResults::put_ScoreWarningLimit(double value) { options().score.warning_value = value; }
 int PLSResults::get_ScoreType() const { return options().score_type; }
 void PLSResults::put_ScoreType(int value) { options().score_type = value; }
 std::string PLSResults::get_ObservationForContribution() const { return options().observation; }
@@ -136,83 +104,46 @@ void PLSResults::put_ComponentsToPlot(const std::vector<int>& value) {
 }
 bool PLSResults::get_SortVariablesByImportance() const { return options().sort_by_importance; }
 void PLSResults::put_SortVariablesByImportance(bool value) { options().sort_by_importance = value; }
-std::string PLSResults::get_ExportFileName() const { return options().export_file_name; }
-void PLSResults::put_ExportFileName(const std::string& value) {
-  options().export_file_name = value;
-}
-int PLSResults::get_NumberOfComponents() const { return dialog_.model().engine().ComponentCount(); }
-
-bool PLSResults::Guarded(bool (CPLSResults::*command)()) {
-  return GuardCommand(dialog_.analysis(), [this, command] { return (dialog_.*command)(); });
-}
-
-bool PLSResults::Summary() { return Guarded(&CPLSResults::Summary); }
-bool PLSResults::SummaryView() { return Guarded(&CPLSResults::SummaryView); }
-bool PLSResults::DescriptiveStatistics() { return Guarded(&CPLSResults::DescriptiveStatistics); }
-bool PLSResults::XScoreSpreadsheet() { return Guarded(&CPLSResults::XScoreSpreadsheet); }
-bool PLSResults::YScoreSpreadsheet() { return Guarded(&CPLSResults::YScoreSpreadsheet); }
-bool PLSResults::XWeightSpreadsheet() { return Guarded(&CPLSResults::XWeightSpreadsheet); }
-bool PLSResults::LoadingSpreadsheet() { return Guarded(&CPLSResults::LoadingSpreadsheet); }
-bool PLSResults::Coefficients() { return Guarded(&CPLSResults::Coefficients); }
-bool PLSResults::Predictions() { return Guarded(&CPLSResults::Predictions); }
-bool PLSResults::Residuals() { return Guarded(&CPLSResults::Residuals); }
-bool PLSResults::SpreadsheetOfImportanceOfPredictors() {
-  return Guarded(&CPLSResults::SpreadsheetOfImportanceOfPredictors);
-}
-bool PLSResults::GraphOfImportanceOfPredictors() {
-  return Guarded(&CPLSResults::GraphOfImportanceOfPredictors);
-}
-bool PLSResults::TSquareChart() { return Guarded(&CPLSResults::TSquareChart); }
-bool PLSResults::TSquareSpreadsheet() { return Guarded(&CPLSResults::TSquareSpreadsheet); }
-bool PLSResults::SPEQChart() { return Guarded(&CPLSResults::SPEQChart); }
-bool PLSResults::SPEQSpreadsheet() { return Guarded(&CPLSResults::SPEQSpreadsheet); }
-bool PLSResults::DToModelSpreadsheet() { return Guarded(&CPLSResults::DToModelSpreadsheet); }
-bool PLSResults::BarChartOfDToModel() { return Guarded(&CPLSResults::BarChartOfDToModel); }
-bool PLSResults::ScoreControlSpreadsheet() {
-  return Guarded(&CPLSResults::ScoreControlSpreadsheet);
-}
-bool PLSResults::ContributionSpreadsheet() {
-  return Guarded(&CPLSResults::ContributionSpreadsheet);
-}
-bool PLSResults::ContributionPlot() { return Guarded(&CPLSResults::ContributionPlot); }
-bool PLSResults::AddNextComponent() { return Guarded(&CPLSResults::AddNextComponent); }
-bool PLSResults::RemoveLastComponent() { return Guarded(&CPLSResults::RemoveLastComponent); }
-bool PLSResults::RemoveAllComponent() { return Guarded(&CPLSResults::RemoveAllComponent); }
-bool PLSResults::AutoFitMoreComponents() { return Guarded(&CPLSResults::AutoFitMoreComponents); }
-bool PLSResults::Details() { return Guarded(&CPLSResults::Details); }
 
 // ---------------------------------------------------------------------------------------------
 // CPLSResults: the dialog.
 
-CPLSResults::CPLSResults(CMSPC& analysis) : CAnalysisModelessDialog(analysis), twin_(*this) {}
+CPLSResults::CPLSResults(CMSPC& analysis) : ResultsDialog(analysis), twin_(*this) {}
 
 CPLSModel& CPLSResults::model() const { return FittedPLSModel(analysis()); }
-
-const ProbabilityFunctions& CPLSResults::probability() const {
-  const ProbabilityFunctions* functions = analysis().host().probability;
-  if (functions == nullptr) throw std::logic_error("the host supplies no probability functions");
-  return *functions;
+ChartLimitOptions& CPLSResults::chart_limits() const { return model().report_options().chart; }
+ScoreLimitOptions& CPLSResults::score_limits() const { return model().report_options().score; }
+std::string& CPLSResults::export_file_name() const {
+  return model().report_options().export_file_name;
 }
+ComponentEditor& CPLSResults::components() const { return components_; }
 
-void CPLSResults::Route(const RoutedOutput& output) { analysis().RouteOutput(output); }
-
-bool CPLSResults::Refuse(MessageId id, const std::string& text) {
-  analysis().ShowText(MessageKind::kStop, id, text);
-  return false;
+int CPLSResults::EngineComponents::ComponentCount() const {
+  return dialog_.model().engine().ComponentCount();
 }
-
-bool CPLSResults::HasComponents() {
-  if (model().engine().ComponentCount() > 0) return true;
-  analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
-  return false;
+std::optional<MessageId> CPLSResults::EngineComponents::AddNextComponent() {
+  return dialog_.model().engine().AddNextComponent();
+}
+bool CPLSResults::EngineComponents::RemoveLastComponent() {
+  PLSEngine& engine = dialog_.model().engine();
+  if (engine.ComponentCount() == 0) return false;
+  engine.RemoveLastComponent();
+  return true;
+}
+void CPLSResults::EngineComponents::RemoveAllComponents() {
+  dialog_.model().engine().RemoveAllComponents();
+}
+int CPLSResults::EngineComponents::AutoFitMoreComponents(std::optional<MessageId>& refusal) {
+  // A cancel keeps the components stored before it.
+  PLSEngine& engine = dialog_.model().engine();
+  const int before = engine.ComponentCount();
+  refusal = engine.AutoFitMoreComponents();
+  return engine.ComponentCount() - before;
 }
 
 bool CPLSResults::Monitoring(PLSMonitoring& monitoring) {
-  const CPLSModel& fitted = model();
-  if (const auto refusal = fitted.report_options().chart.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  monitoring = ComputePLSMonitoring(fitted.engine(), fitted.report_options().chart, probability());
+  if (!ChartLimitsUsable()) return false;
+  monitoring = ComputePLSMonitoring(model().engine(), chart_limits(), probability());
   return true;
 }
 
@@ -338,11 +269,15 @@ bool CPLSResults::DToModelSpreadsheet() {
   PLSMonitoring monitoring;
   if (!Monitoring(monitoring)) return false;
   Route(PLSDistanceSpreadsheet(model().report_data(), monitoring));
+  NotePooledDistance(monitoring);
+  return true;
+}
+
+void CPLSResults::NotePooledDistance(const PLSMonitoring& monitoring) {
   const double pooled = monitoring.distance.pooled;
   if (!analysis().IsOleAutomation() && std::isfinite(pooled)) {
     analysis().ShowMessage(MessageKind::kNote, MessageId::kNormalizedDistance, pooled);
   }
-  return true;
 }
 
 bool CPLSResults::BarChartOfDToModel() {
@@ -354,13 +289,11 @@ bool CPLSResults::BarChartOfDToModel() {
 
 bool CPLSResults::ScoreControlSpreadsheet() {
   if (!HasComponents()) return true;
+  if (!ScoreLimitsUsable()) return false;
   const PLSReportOptions& options = model().report_options();
-  if (const auto refusal = options.score.Validate()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
   if (options.score_type != static_cast<int>(PLSScoreType::kXScores) &&
       options.score_type != static_cast<int>(PLSScoreType::kYScores)) {
-    return Refuse(MessageId::kScoreTypeOutOfRange, FormatMessage(MessageId::kScoreTypeOutOfRange));
+    return Refuse(MessageId::kScoreTypeOutOfRange);
   }
   Route(PLSScoreLimitSpreadsheet(model().report_data(),
                                  static_cast<PLSScoreType>(options.score_type),
@@ -390,36 +323,6 @@ bool CPLSResults::ContributionPlot() {
   Route(PLST2ContributionPlot(data, row));
   for (int component : components) Route(PLSScoreContributionPlot(data, row, component));
   Route(PLSSPEContributionPlot(data, row));
-  return true;
-}
-
-bool CPLSResults::AddNextComponent() {
-  if (const auto refusal = model().engine().AddNextComponent()) {
-    return Refuse(*refusal, FormatMessage(*refusal));
-  }
-  return true;
-}
-
-bool CPLSResults::RemoveLastComponent() {
-  PLSEngine& engine = model().engine();
-  if (engine.ComponentCount() == 0) {
-    return Refuse(MessageId::kNoComponentToRemove, FormatMessage(MessageId::kNoComponentToRemove));
-  }
-  engine.RemoveLastComponent();
-  return true;
-}
-
-bool CPLSResults::RemoveAllComponent() {
-  model().engine().RemoveAllComponents();
-  return true;
-}
-
-bool CPLSResults::AutoFitMoreComponents() {
-  // Nothing more to fit is news, not a failure: the model stays as it was. A cancel keeps the
-  // components stored before it.
-  if (const auto refusal = model().engine().AutoFitMoreComponents()) {
-    analysis().ShowMessage(MessageKind::kWarning, *refusal);
-  }
   return true;
 }
 

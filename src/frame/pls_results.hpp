@@ -1,12 +1,13 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "deploy/pls_document.hpp"
 #include "frame/analysis_dialog.hpp"
-#include "frame/output_auto_update.hpp"
+#include "frame/results_base.hpp"
 #include "host/automation.hpp"
 #include "pls/pls_reports.hpp"
 
@@ -15,39 +16,20 @@ namespace mspc {
 class CPLSModel;
 class CPLSResults;
 class CPLSDetails;
-class ProbabilityFunctions;
 
-/// Automation twin of the PLS Results dialog: the limit settings as properties, one command per
-/// report, the commands that change the number of components, and `Details`.
+/// Automation twin of the PLS Results dialog: the limit settings of `ResultsTwin`, the plot and
+/// contribution settings, one command per report, the component commands, `Details` and the
+/// exports (the model document, C code of its fixed comment lines, KVB code).
 ///
-/// The Hotelling T² and SPE(Q) charts of the X block share one pair of limits. The score limits
-/// are set by p-value or by a number of standard deviations (choosing the other kind puts that
-/// kind's defaults in place), and `ScoreType` says whose scores they are of: 0 the X scores,
-/// 1 the Y scores. Settings are checked when a report uses them.
-class PLSResults : public AutomationObject {
+/// `ScoreType` says whose scores the score limits are of: 0 the X scores, 1 the Y scores.
+class PLSResults : public ResultsTwin {
  public:
-  explicit PLSResults(CPLSResults& dialog) : dialog_(dialog) {}
+  explicit PLSResults(CPLSResults& dialog);
 
   std::string TwinName() const override;
   std::vector<AutomationProperty> Properties() override;
   std::vector<AutomationCommand> Commands() override;
 
-  double get_TSquareControlLimit() const;
-  void put_TSquareControlLimit(double value);
-  bool get_TSquareWarning() const;
-  void put_TSquareWarning(bool value);
-  double get_TSquareWarningLimit() const;
-  void put_TSquareWarningLimit(double value);
-  bool get_ComputeScoreLimitFromP() const;
-  void put_ComputeScoreLimitFromP(bool value);
-  bool get_ComputeScoreLimitFromStdDev() const;
-  void put_ComputeScoreLimitFromStdDev(bool value);
-  double get_ScoreControlLimit() const;
-  void put_ScoreControlLimit(double value);
-  bool get_ScoreWarning() const;
-  void put_ScoreWarning(bool value);
-  double get_ScoreWarningLimit() const;
-  void put_ScoreWarningLimit(double value);
   int get_ScoreType() const;
   void put_ScoreType(int value);
   std::string get_ObservationForContribution() const;
@@ -56,61 +38,27 @@ class PLSResults : public AutomationObject {
   void put_ComponentsToPlot(const std::vector<int>& value);
   bool get_SortVariablesByImportance() const;
   void put_SortVariablesByImportance(bool value);
-  std::string get_ExportFileName() const;
-  void put_ExportFileName(const std::string& value);
-  int get_NumberOfComponents() const;
-
-  bool Summary();
-  bool SummaryView();
-  bool DescriptiveStatistics();
-  bool XScoreSpreadsheet();
-  bool YScoreSpreadsheet();
-  bool XWeightSpreadsheet();
-  bool LoadingSpreadsheet();
-  bool Coefficients();
-  bool Predictions();
-  bool Residuals();
-  bool SpreadsheetOfImportanceOfPredictors();
-  bool GraphOfImportanceOfPredictors();
-  bool TSquareChart();
-  bool TSquareSpreadsheet();
-  bool SPEQChart();
-  bool SPEQSpreadsheet();
-  bool DToModelSpreadsheet();
-  bool BarChartOfDToModel();
-  bool ScoreControlSpreadsheet();
-  bool ContributionSpreadsheet();
-  bool ContributionPlot();
-  bool AddNextComponent();
-  bool RemoveLastComponent();
-  bool RemoveAllComponent();
-  bool AutoFitMoreComponents();
-  /// Open the PLS Details dialog; closing it comes back to Results.
-  bool Details();
-  /// Write the model document, C code (its fixed comment lines) or KVB code as
-  /// `<ExportFileName>.pmml`, `.c` or `.kvb`, and show it as a text report.
-  bool CodeGeneratorPMML();
-  bool CodeGeneratorCLang();
-  bool CodeGeneratorKVB();
-
- protected:
-  bool Guarded(bool (CPLSResults::*command)());
-  PLSReportOptions& options() const;
 
  private:
+  PLSReportOptions& options() const;
+
   CPLSResults& dialog_;
 };
 
 /// The PLS Results dialog (step 112): the reports of the current PLS model and the commands
 /// that change its number of components. Its settings live in the model. The Results dialogs of
 /// the batch PLS models derive from it and replace the commands whose reports differ.
-class CPLSResults : public CAnalysisModelessDialog {
+class CPLSResults : public ResultsDialog {
  public:
   explicit CPLSResults(CMSPC& analysis);
 
   AutomationObject& Automation() override { return twin_; }
   /// The current model; throws `AnalysisStop` when it is not a fitted PLS model.
   CPLSModel& model() const;
+  ChartLimitOptions& chart_limits() const override;
+  ScoreLimitOptions& score_limits() const override;
+  std::string& export_file_name() const override;
+  ComponentEditor& components() const override;
 
   bool Summary();
   bool SummaryView();
@@ -133,10 +81,6 @@ class CPLSResults : public CAnalysisModelessDialog {
   bool ScoreControlSpreadsheet();
   bool ContributionSpreadsheet();
   bool ContributionPlot();
-  bool AddNextComponent();
-  bool RemoveLastComponent();
-  bool RemoveAllComponent();
-  bool AutoFitMoreComponents();
   bool Details();
   bool CodeGeneratorPMML();
   bool CodeGeneratorCLang();
@@ -148,16 +92,29 @@ class CPLSResults : public CAnalysisModelessDialog {
   /// The fitted model as its document holds it, under checked limit settings; false after
   /// showing a refusal.
   bool ExportModel(LoadedPLSModel& exported);
-  void Route(const RoutedOutput& output);
-  bool Refuse(MessageId id, const std::string& text);
-  bool HasComponents();
-  const ProbabilityFunctions& probability() const;
   /// The monitoring statistics with the checked chart limits; false after showing a refusal.
   bool Monitoring(PLSMonitoring& monitoring);
   bool ResolveContribution(std::size_t& row, std::vector<int>& components);
+  /// Outside automation the pooled distance to the model is a note as well.
+  void NotePooledDistance(const PLSMonitoring& monitoring);
 
  private:
+  /// The component commands over the current model's engine.
+  class EngineComponents final : public ComponentEditor {
+   public:
+    explicit EngineComponents(const CPLSResults& dialog) : dialog_(dialog) {}
+    int ComponentCount() const override;
+    std::optional<MessageId> AddNextComponent() override;
+    bool RemoveLastComponent() override;
+    void RemoveAllComponents() override;
+    int AutoFitMoreComponents(std::optional<MessageId>& refusal) override;
+
+   private:
+    const CPLSResults& dialog_;
+  };
+
   PLSResults twin_;
+  mutable EngineComponents components_{*this};
 };
 
 /// Automation twin of the PLS Details dialog: per-variable statistics of one component.

@@ -1,7 +1,9 @@
 #include "frame/results_base.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "batch/batch_reader.hpp"
 #include "frame/automation_property.hpp"
 #include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
@@ -47,6 +49,20 @@ bool ResultsDialog::ChartLimitsUsable() {
 
 bool ResultsDialog::ScoreLimitsUsable() {
   if (const auto refusal = score_limits().Validate()) return Refuse(*refusal);
+  return true;
+}
+
+bool ResultsDialog::ResolveProcessColumn(const std::vector<BatchColumn>& columns,
+                                         const std::string& name,
+                                         std::size_t& variable) {
+  const auto found = std::find_if(columns.begin(), columns.end(), [&](const BatchColumn& column) {
+    return name.empty() || column.name == name;
+  });
+  if (found == columns.end()) {
+    return Refuse(MessageId::kTrajectoryVariableUnknown,
+                  FormatMessage(MessageId::kTrajectoryVariableUnknown, name));
+  }
+  variable = static_cast<std::size_t>(found - columns.begin());
   return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 
 namespace mspc {
 
+struct BatchColumn;
 class ProbabilityFunctions;
 
 /// The score limit settings after choosing `type`: the same settings when the type is already
@@ -48,6 +50,11 @@ class ResultsDialog : public CAnalysisModelessDialog {
   /// Whether the chart (T², SPE(Q)) or score limits are in range; if not, refuse.
   bool ChartLimitsUsable();
   bool ScoreLimitsUsable();
+  /// The process column of a batch model's trajectory reports, the one named `name` (empty:
+  /// the first), or a refusal shown.
+  bool ResolveProcessColumn(const std::vector<BatchColumn>& columns,
+                            const std::string& name,
+                            std::size_t& variable);
   /// Save `text` as the export file name with `extension` into the host's documents and route
   /// it as a text report titled `title`.
   bool SaveAndShow(const std::string& extension, MessageId title, const std::string& text);
