@@ -128,59 +128,6 @@ void AppendTrajectories(const BatchDocumentFrame& frame, std::string& text) {
   }
 }
 
-// The J columns of one time of an unfolded block with their variables; every time repeats them.
-void TimeTemplate(const WorkingData& block,
-                  std::size_t per_time,
-                  std::vector<DocumentField>& variables,
-                  std::vector<DocumentColumn>& columns) {
-  for (std::size_t j = 0; j < per_time && j < block.column_source.size(); ++j) {
-    const VariableInfo& variable = block.variables[block.column_source[j]];
-    if (variables.empty() || variables.back().name != variable.name) {
-      DocumentField field;
-      field.name = variable.name;
-      field.categorical = variable.categorical;
-      field.location = static_cast<int>(variable.table_index) + 1;
-      variables.push_back(field);
-    }
-    DocumentField& field = variables.back();
-    DocumentColumn column;
-    column.field = variables.size() - 1;
-    column.code = block.column_code[j];
-    if (field.categorical) {
-      std::string label;
-      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-        if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
-          label = variable.category_labels[c];
-        }
-      }
-      field.category_codes.push_back(column.code);
-      field.category_labels.push_back(label);
-    }
-    columns.push_back(column);
-  }
-}
-
-// The process variables as time-wise DataFields: no scaling (it is per time), categories with
-// their codes.
-void AppendProcessVariables(const std::vector<DocumentField>& variables, std::string& text) {
-  for (const DocumentField& field : variables) {
-    const std::string name = EscapeXmlAttribute(field.name);
-    if (!field.categorical) {
-      text += FormatText("<DataField name=\"%s\" optype=\"predictor\"/>\n", name);
-      continue;
-    }
-    text += FormatText("<DataField name=\"%s\" optype=\"predictor\" numberOfCategories=\"%d\">\n",
-                       name,
-                       static_cast<int>(field.category_codes.size()));
-    for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
-      text += FormatText("<Category text=\"%s\" value=\"%d\"/>\n",
-                         EscapeXmlAttribute(field.category_labels[c]),
-                         static_cast<int>(field.category_codes[c]));
-    }
-    text += "</DataField>\n";
-  }
-}
-
 // Per time the scaling of its J columns; a column screening removed is marked excluded.
 void AppendTimeScales(const LoadedTMPLSModel& model, std::string& text) {
   const std::size_t per_time = model.columns.size();
@@ -236,7 +183,8 @@ LoadedTMPLSModel TMPLSDocumentModel(const CMPLSModel& model,
                 exported.unfolded.dependent_fields,
                 exported.unfolded.dependent_columns);
   exported.frame = FrameOf(data, model.startup_options(), model.trajectory_options());
-  TimeTemplate(model.predictors(), data.columns_per_time, exported.variables, exported.columns);
+  AppendTimeColumns(
+      model.predictors(), data.columns_per_time, exported.variables, exported.columns);
   exported.excluded = engine.ExcludedXColumns();
   exported.excluded.resize(model.predictors().column_source.size(), false);
   // The dependents are measured at the batch's end unless they are recorded at every time.
@@ -280,7 +228,7 @@ void WriteTMPLSDocument(const LoadedTMPLSModel& model, std::string& text) {
                      frame.Times());
   AppendTimeCodes(frame, text);
   AppendDataFields(unfolded.dependent_fields, unfolded.dependent_columns, "dependent", text);
-  AppendProcessVariables(model.variables, text);
+  AppendProcessVariableFields(model.variables, text);
   text += "</DataDictionary>\n";
   text += FormatText(
       "<TMPLS type=\"%s\" scaling=\"%s\" numberOfDependents=\"%d\" numberOfPredictors=\"%d\" "
