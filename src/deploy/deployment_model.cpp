@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "batch/unfolding.hpp"
+#include "deploy/batch_pls_document.hpp"
 #include "deploy/pls_deployment_reports.hpp"
 #include "deploy/tmpca_document.hpp"
 #include "frame/data_reader.hpp"
@@ -173,17 +174,13 @@ void CDeploymentModel::Run(const StartupOptions& options) {
     loaded_kind_.reset();
     throw;
   }
-  if (*loaded_kind_ != ModelKind::kPCA && *loaded_kind_ != ModelKind::kPLS &&
-      *loaded_kind_ != ModelKind::kTMPCA) {
-    const ModelKind kind = *loaded_kind_;
-    loaded_kind_.reset();
-    throw AnalysisStop::With(MessageId::kDeployKindNotDeployable, std::string(NameOf(kind).name));
-  }
   try {
     if (*loaded_kind_ == ModelKind::kPCA) {
       ScorePCA(documents, options);
-    } else if (*loaded_kind_ == ModelKind::kPLS) {
+    } else if (*loaded_kind_ == ModelKind::kPLS || *loaded_kind_ == ModelKind::kBMPLS) {
       ScorePLS(documents, options);
+    } else if (*loaded_kind_ == ModelKind::kTMPLS) {
+      ScoreTMPLS(documents, options);
     } else {
       ScoreTMPCA(documents, options);
     }
@@ -222,7 +219,9 @@ void CDeploymentModel::ScorePLS(const std::vector<XmlElement>& documents,
   for (std::size_t d = 0; d < documents.size(); ++d) {
     DeployedPLSModel deployed;
     deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
-    deployed.model = ReadPLSDocument(documents[d]);
+    // A BMPLS model scores every case as one batch at one time and predicts its time.
+    deployed.model = *loaded_kind_ == ModelKind::kBMPLS ? ReadBMPLSDocument(documents[d]).model
+                                                        : ReadPLSDocument(documents[d]);
     const LoadedPLSModel& model = deployed.model;
     if (d == 0) dependents = FieldNames(model.dependent_fields);
     if (FieldNames(model.dependent_fields) != dependents) {
@@ -240,66 +239,108 @@ void CDeploymentModel::ScorePLS(const std::vector<XmlElement>& documents,
   }
 }
 
+// The table's batches unfolded as the fit of a time-wise document did: the batches at the
+// document's time codes, the process variables its dictionary names (`variables`, whose J
+// columns of one time are `columns`), checked against the selection and the document's columns.
+// Returns the model's columns of every batch (the unfolded columns screening kept) and records
+// the batches as the deployed cases (the first document) or checks their number (the others).
+DMatrix CDeploymentModel::UnfoldBatches(const TimeWiseLayout& layout,
+                                        const StartupOptions& options,
+                                        std::size_t model_columns,
+                                        bool first) {
+  // Aggregated data name their process and measurement variables, which the document does
+  // not keep.
+  if (layout.stacked) throw AnalysisStop::With(MessageId::kDeployAggregatedNotAppropriate);
+  BatchRequest request;
+  request.layout = BatchLayout::kBatchRows;
+  request.batch_variable = layout.batch_name;
+  request.time_variable = layout.time_name;
+  for (const DocumentField& variable : layout.variables) {
+    request.process_variables.push_back(variable.name);
+    if (variable.categorical) request.categorical.push_back(variable.name);
+  }
+  if (!layout.time_name.empty()) request.time_codes = layout.time_codes;
+  request.min_batches = 1;
+  if (!options.variables.empty()) {
+    if (options.variables.size() != request.process_variables.size()) {
+      throw AnalysisStop::With(MessageId::kDeployVariableCountDiffers);
+    }
+    for (const std::string& name : request.process_variables) {
+      if (!Selected(options.variables, name)) {
+        throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
+      }
+    }
+  }
+  const BatchData data = PrepareBatchData(analysis(), request);
+  const WorkingData& block = data.predictors;
+  const std::size_t per_time = layout.columns.size();
+  bool same_columns = data.num_times == layout.time_codes.size() &&
+                      data.columns_per_time == per_time &&
+                      block.column_source.size() == layout.excluded.size();
+  for (std::size_t j = 0; same_columns && j < per_time; ++j) {
+    const bool categorical = layout.variables[layout.columns[j].field].categorical;
+    same_columns = !categorical || block.column_code[j] == layout.columns[j].code;
+  }
+  if (!same_columns) throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
+  if (first) {
+    for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
+      cases_.numbers.push_back(static_cast<int>(batch) + 1);
+      cases_.names.push_back(batch < data.batch_labels.size() ? data.batch_labels[batch] : "");
+    }
+  } else if (cases_.numbers.size() != data.num_batches) {
+    throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
+  }
+
+  DMatrix columns(data.num_batches, model_columns);
+  for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
+    std::size_t model_column = 0;
+    for (std::size_t col = 0; col < layout.excluded.size() && model_column < model_columns; ++col) {
+      if (!layout.excluded[col]) columns(batch, model_column++) = block.x(batch, col);
+    }
+  }
+  return columns;
+}
+
 void CDeploymentModel::ScoreTMPCA(const std::vector<XmlElement>& documents,
                                   const StartupOptions& options) {
   for (std::size_t d = 0; d < documents.size(); ++d) {
     const LoadedTMPCAModel model = ReadTMPCADocument(documents[d]);
-    // Aggregated data name their process and measurement variables, which the document does
-    // not keep.
-    if (model.stacked) throw AnalysisStop::With(MessageId::kDeployAggregatedNotAppropriate);
-    BatchRequest request;
-    request.layout = BatchLayout::kBatchRows;
-    request.batch_variable = model.batch_name;
-    request.time_variable = model.time_name;
-    for (const DocumentField& variable : model.variables) {
-      request.process_variables.push_back(variable.name);
-      if (variable.categorical) request.categorical.push_back(variable.name);
-    }
-    if (!model.time_name.empty()) request.time_codes = model.time_codes;
-    request.min_batches = 1;
-    if (!options.variables.empty()) {
-      if (options.variables.size() != request.process_variables.size()) {
-        throw AnalysisStop::With(MessageId::kDeployVariableCountDiffers);
-      }
-      for (const std::string& name : request.process_variables) {
-        if (!Selected(options.variables, name)) {
-          throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
-        }
-      }
-    }
-    const BatchData data = PrepareBatchData(analysis(), request);
-    const WorkingData& block = data.predictors;
-    const std::size_t per_time = model.columns.size();
-    bool same_columns = data.num_times == model.time_codes.size() &&
-                        data.columns_per_time == per_time &&
-                        block.column_source.size() == model.excluded.size();
-    for (std::size_t j = 0; same_columns && j < per_time; ++j) {
-      const bool categorical = model.variables[model.columns[j].field].categorical;
-      same_columns = !categorical || block.column_code[j] == model.columns[j].code;
-    }
-    if (!same_columns) throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
-    if (d == 0) {
-      for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
-        cases_.numbers.push_back(static_cast<int>(batch) + 1);
-        cases_.names.push_back(batch < data.batch_labels.size() ? data.batch_labels[batch] : "");
-      }
-    } else if (cases_.numbers.size() != data.num_batches) {
-      throw AnalysisStop::With(MessageId::kDeploySelectionDisagrees);
-    }
-
-    // The model's columns of every batch: the unfolded columns screening kept.
-    DMatrix columns(data.num_batches, model.unfolded.columns.size());
-    for (std::size_t batch = 0; batch < data.num_batches; ++batch) {
-      std::size_t model_column = 0;
-      for (std::size_t col = 0; col < model.excluded.size(); ++col) {
-        if (!model.excluded[col]) columns(batch, model_column++) = block.x(batch, col);
-      }
-    }
+    const TimeWiseLayout layout{model.batch_name,
+                                model.time_name,
+                                model.time_codes,
+                                model.stacked,
+                                model.variables,
+                                model.columns,
+                                model.excluded};
+    const DMatrix columns = UnfoldBatches(layout, options, model.unfolded.columns.size(), d == 0);
     DeployedPCAModel deployed;
     deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
     deployed.model = model.unfolded;
     deployed.scores = mspc::ScorePCA(deployed.model, columns);
     pca_models_.push_back(std::move(deployed));
+  }
+}
+
+void CDeploymentModel::ScoreTMPLS(const std::vector<XmlElement>& documents,
+                                  const StartupOptions& options) {
+  for (std::size_t d = 0; d < documents.size(); ++d) {
+    const LoadedTMPLSModel model = ReadTMPLSDocument(documents[d]);
+    const BatchDocumentFrame& frame = model.frame;
+    const TimeWiseLayout layout{frame.batch_name,
+                                frame.time_name,
+                                frame.time_codes,
+                                frame.stacked,
+                                model.variables,
+                                model.columns,
+                                model.excluded};
+    const DMatrix columns =
+        UnfoldBatches(layout, options, model.unfolded.predictor_columns.size(), d == 0);
+    DeployedPLSModel deployed;
+    deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
+    deployed.model = model.unfolded;
+    // The batches' dependents are not unfolded: the model predicts them.
+    deployed.scores = mspc::ScorePLS(deployed.model, columns, DMatrix());
+    pls_models_.push_back(std::move(deployed));
   }
 }
 

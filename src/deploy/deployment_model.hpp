@@ -46,7 +46,10 @@ struct DeployedPLSModel {
 /// A PLS model reads its dependents from the table when the table has all of them, to show the
 /// residuals of its predictions; without them it predicts only. A TMPCA model reads the table's
 /// batches at the document's time codes, unfolds them as the fit did and scores one row per
-/// batch with the unfolded model; its reports are those of a PCA model of the batches.
+/// batch with the unfolded model; its reports are those of a PCA model of the batches. A TMPLS
+/// model does the same with its unfolded PLS model and predicts the batches' dependents; its
+/// reports are those of a PLS model of the batches. A BMPLS model scores every case of the
+/// table as one batch at one time, predicting its time, with the reports of a PLS model.
 class CDeploymentModel : public CMultivariate {
  public:
   /// The most variables one document may name.
@@ -84,6 +87,23 @@ class CDeploymentModel : public CMultivariate {
   void ScorePCA(const std::vector<XmlElement>& documents, const StartupOptions& options);
   void ScorePLS(const std::vector<XmlElement>& documents, const StartupOptions& options);
   void ScoreTMPCA(const std::vector<XmlElement>& documents, const StartupOptions& options);
+  void ScoreTMPLS(const std::vector<XmlElement>& documents, const StartupOptions& options);
+  /// What a time-wise document says of its batches' layout.
+  struct TimeWiseLayout {
+    const std::string& batch_name;
+    const std::string& time_name;
+    const std::vector<double>& time_codes;
+    bool stacked;
+    const std::vector<DocumentField>& variables;
+    const std::vector<DocumentColumn>& columns;  // the J columns of one time
+    const std::vector<bool>& excluded;           // per unfolded column
+  };
+  /// The model's columns of the table's batches unfolded as the fit did; records the batches
+  /// as the deployed cases (`first`) or checks their number.
+  DMatrix UnfoldBatches(const TimeWiseLayout& layout,
+                        const StartupOptions& options,
+                        std::size_t model_columns,
+                        bool first);
   /// The training cases of the table, recorded in `cases_`.
   std::vector<std::size_t> ReadCases();
 

@@ -4,10 +4,12 @@
 // finite, counts that must agree with the elements present, limit elements and fields.
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "deploy/pca_document.hpp"
+#include "deploy/pls_document.hpp"
 #include "host/xml_document.hpp"
 #include "models/control_limits.hpp"
 #include "models/scaling.hpp"
@@ -35,5 +37,26 @@ DocumentField ReadField(const XmlElement& element,
                         std::vector<DocumentColumn>& columns);
 /// The `scaling` attribute of a model element.
 ScalingMode ReadScalingMode(const XmlElement& model);
+
+/// The T² and SPE(Q) elements and the components of a PLS-type model element into `model`,
+/// whose dependent and predictor columns are already read.
+void ReadPLSLimitsAndComponents(const XmlElement& pls, LoadedPLSModel& model);
+
+/// One process variable of a time-wise document (a DataField without scaling; categorical with
+/// Category or Code children), its columns of one time appended to `columns`.
+void ReadProcessVariable(const XmlElement& element,
+                         std::vector<DocumentField>& variables,
+                         std::vector<DocumentColumn>& columns);
+
+/// The Time elements of `scales_element`, one per time label, each with one Scale per column of
+/// one time: every unfolded column's exclusion mark, and the model's columns (the ones not
+/// excluded) with their scaling as the fields of the variables at their times ("name {time}").
+void ReadUnfoldedScales(const XmlElement& scales_element,
+                        const std::vector<std::string>& time_labels,
+                        const std::vector<DocumentField>& variables,
+                        const std::vector<DocumentColumn>& columns,
+                        std::vector<bool>& excluded,
+                        std::vector<DocumentField>& fields,
+                        std::vector<DocumentColumn>& unfolded_columns);
 
 }  // namespace mspc::document

@@ -60,6 +60,13 @@ LoadedPLSModel ReadPLSDocument(const XmlElement& root) {
           model.dependent_columns.size()) {
     throw AnalysisStop::With(MessageId::kDeployVariablesDoNotMatch);
   }
+  ReadPLSLimitsAndComponents(pls, model);
+  return model;
+}
+
+namespace document {
+
+void ReadPLSLimitsAndComponents(const XmlElement& pls, LoadedPLSModel& model) {
   const int components = Count(pls, "numberOfComponents");
   model.t2 = ReadChartLimits(Required(pls, "TS"), components > 0);
   model.spe = ReadChartLimits(Required(pls, "SPE"), true);
@@ -82,7 +89,8 @@ LoadedPLSModel ReadPLSDocument(const XmlElement& root) {
     ReadLoadings(y, model.dependent_columns.size(), a, model.y_loadings, nullptr);
     ReadLoadings(x, model.predictor_columns.size(), a, model.x_loadings, &model.weights);
   }
-  return model;
 }
+
+}  // namespace document
 
 }  // namespace mspc

@@ -24,15 +24,20 @@ std::string TextOf(const XmlElement& element) {
   return text == nullptr ? std::string() : *text;
 }
 
-// The process variables and the J columns of one time.
-void ReadVariable(const XmlElement& element, LoadedTMPCAModel& model) {
+}  // namespace
+
+namespace document {
+
+void ReadProcessVariable(const XmlElement& element,
+                         std::vector<DocumentField>& variables,
+                         std::vector<DocumentColumn>& columns) {
   DocumentField field;
   field.name = NameOf(element);
-  const std::size_t index = model.variables.size();
+  const std::size_t index = variables.size();
   if (element.Attribute("numberOfCategories") == nullptr) {
     DocumentColumn column;
     column.field = index;
-    model.columns.push_back(column);
+    columns.push_back(column);
   } else {
     field.categorical = true;
     auto categories = ChildrenNamed(element, "Category");
@@ -44,11 +49,67 @@ void ReadVariable(const XmlElement& element, LoadedTMPCAModel& model) {
       column.code = Real(*category, "value");
       field.category_codes.push_back(column.code);
       field.category_labels.push_back(TextOf(*category));
-      model.columns.push_back(column);
+      columns.push_back(column);
     }
   }
-  model.variables.push_back(std::move(field));
+  variables.push_back(std::move(field));
 }
+
+void ReadUnfoldedScales(const XmlElement& scales_element,
+                        const std::vector<std::string>& time_labels,
+                        const std::vector<DocumentField>& variables,
+                        const std::vector<DocumentColumn>& columns,
+                        std::vector<bool>& excluded,
+                        std::vector<DocumentField>& fields,
+                        std::vector<DocumentColumn>& unfolded_columns) {
+  const std::size_t per_time = columns.size();
+  const auto times = ChildrenNamed(scales_element, "Time");
+  CheckCount(scales_element, "Time", static_cast<int>(time_labels.size()), times.size());
+  for (std::size_t k = 0; k < times.size(); ++k) {
+    const auto scales = ChildrenNamed(*times[k], "Scale");
+    if (scales.size() != per_time) throw AnalysisStop::With(MessageId::kDeployLoadingLength);
+    std::size_t last_variable = variables.size();
+    for (std::size_t j = 0; j < per_time; ++j) {
+      const XmlElement& scale = *scales[j];
+      const std::string* mark = scale.Attribute("excluded");
+      excluded.push_back(mark != nullptr && *mark == "1");
+      if (excluded.back()) continue;
+      const DocumentColumn& template_column = columns[j];
+      const DocumentField& variable = variables[template_column.field];
+      if (template_column.field != last_variable || fields.empty()) {
+        DocumentField field;
+        field.name = FormatMessage(MessageId::kVariableAtTime, variable.name, time_labels[k]);
+        field.categorical = variable.categorical;
+        field.location = static_cast<int>(k * per_time + j) + 1;
+        fields.push_back(std::move(field));
+        last_variable = template_column.field;
+      }
+      DocumentColumn column = template_column;
+      column.field = fields.size() - 1;
+      column.scale = Real(scale, "value");
+      column.mean = Real(scale, "mean");
+      column.standard_deviation = Real(scale, "std");
+      if (variable.categorical) {
+        DocumentField& field = fields.back();
+        field.category_codes.push_back(column.code);
+        for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
+          if (variable.category_codes[c] == column.code) {
+            field.category_labels.push_back(variable.category_labels[c]);
+            break;
+          }
+        }
+        if (field.category_labels.size() < field.category_codes.size()) {
+          field.category_labels.emplace_back();
+        }
+      }
+      unfolded_columns.push_back(column);
+    }
+  }
+}
+
+}  // namespace document
+
+namespace {
 
 void ReadDictionary(const XmlElement& dictionary, LoadedTMPCAModel& model) {
   const auto fields = ChildrenNamed(dictionary, "DataField");
@@ -74,7 +135,7 @@ void ReadDictionary(const XmlElement& dictionary, LoadedTMPCAModel& model) {
       }
       has_time = true;
     } else if (type == "predictor") {
-      ReadVariable(*element, model);
+      ReadProcessVariable(*element, model.variables, model.columns);
     } else {
       throw AnalysisStop::With(
           MessageId::kDeployMissingAttribute, element->name, std::string("optype"));
@@ -108,49 +169,13 @@ LoadedTMPCAModel ReadTMPCADocument(const XmlElement& root) {
   unfolded.t2 = ReadChartLimits(Required(tmpca, "TS"), components > 0);
   unfolded.spe = ReadChartLimits(Required(tmpca, "SPE"), true);
 
-  // The unfolded columns, time by time; each variable at each time is one field.
-  const auto times = ChildrenNamed(Required(tmpca, "Scales"), "Time");
-  CheckCount(tmpca, "Time", model.Times(), times.size());
-  for (std::size_t k = 0; k < times.size(); ++k) {
-    const auto scales = ChildrenNamed(*times[k], "Scale");
-    if (scales.size() != per_time) throw AnalysisStop::With(MessageId::kDeployLoadingLength);
-    std::size_t last_variable = model.variables.size();
-    for (std::size_t j = 0; j < per_time; ++j) {
-      const XmlElement& scale = *scales[j];
-      const std::string* excluded = scale.Attribute("excluded");
-      model.excluded.push_back(excluded != nullptr && *excluded == "1");
-      if (model.excluded.back()) continue;
-      const DocumentColumn& template_column = model.columns[j];
-      const DocumentField& variable = model.variables[template_column.field];
-      if (template_column.field != last_variable || unfolded.fields.empty()) {
-        DocumentField field;
-        field.name = FormatMessage(MessageId::kVariableAtTime, variable.name, model.time_labels[k]);
-        field.categorical = variable.categorical;
-        field.location = static_cast<int>(k * per_time + j) + 1;
-        unfolded.fields.push_back(std::move(field));
-        last_variable = template_column.field;
-      }
-      DocumentColumn column = template_column;
-      column.field = unfolded.fields.size() - 1;
-      column.scale = Real(scale, "value");
-      column.mean = Real(scale, "mean");
-      column.standard_deviation = Real(scale, "std");
-      if (variable.categorical) {
-        DocumentField& field = unfolded.fields.back();
-        field.category_codes.push_back(column.code);
-        for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-          if (variable.category_codes[c] == column.code) {
-            field.category_labels.push_back(variable.category_labels[c]);
-            break;
-          }
-        }
-        if (field.category_labels.size() < field.category_codes.size()) {
-          field.category_labels.emplace_back();
-        }
-      }
-      unfolded.columns.push_back(column);
-    }
-  }
+  ReadUnfoldedScales(Required(tmpca, "Scales"),
+                     model.time_labels,
+                     model.variables,
+                     model.columns,
+                     model.excluded,
+                     unfolded.fields,
+                     unfolded.columns);
   if (unfolded.columns.empty()) throw AnalysisStop::With(MessageId::kDeployNoVariables);
 
   const auto elements = ChildrenNamed(Required(tmpca, "Components"), "Component");

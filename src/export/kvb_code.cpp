@@ -358,11 +358,15 @@ std::string BlockDeclarations(const std::string& prefix, int columns) {
 }  // namespace
 
 std::string GeneratePLSKVBCode(const LoadedPLSModel& model) {
+  return GeneratePLSTypeKVBCode(model, "'" + Line(MessageId::kPLSKVBTitle));
+}
+
+std::string GeneratePLSTypeKVBCode(const LoadedPLSModel& model, const std::string& comment_title) {
   const int predictors = static_cast<int>(model.predictor_columns.size());
   const int dependents = static_cast<int>(model.dependent_columns.size());
   const int components = model.Components();
   const int slots = components > 0 ? components : 1;
-  std::string code = KVBHeader("'" + Line(MessageId::kPLSKVBTitle),
+  std::string code = KVBHeader(comment_title,
                                model.title,
                                model.data_source,
                                {&model.dependent_fields, &model.predictor_fields});

@@ -28,4 +28,7 @@ std::string GeneratePCATypeKVBCode(const LoadedPCAModel& model, const std::strin
 /// predictors are checked and read: new data need not hold the dependents.
 std::string GeneratePLSKVBCode(const LoadedPLSModel& model);
 
+/// `GeneratePLSKVBCode` under another kind's comment title line (a model of the PLS type).
+std::string GeneratePLSTypeKVBCode(const LoadedPLSModel& model, const std::string& comment_title);
+
 }  // namespace mspc

@@ -184,6 +184,56 @@ std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
   return model_columns;
 }
 
+void AppendTimeColumns(const WorkingData& block,
+                       std::size_t per_time,
+                       std::vector<DocumentField>& variables,
+                       std::vector<DocumentColumn>& columns) {
+  for (std::size_t j = 0; j < per_time && j < block.column_source.size(); ++j) {
+    const VariableInfo& variable = block.variables[block.column_source[j]];
+    if (variables.empty() || variables.back().name != variable.name) {
+      DocumentField field;
+      field.name = variable.name;
+      field.categorical = variable.categorical;
+      field.location = static_cast<int>(variable.table_index) + 1;
+      variables.push_back(field);
+    }
+    DocumentField& field = variables.back();
+    DocumentColumn column;
+    column.field = variables.size() - 1;
+    column.code = block.column_code[j];
+    if (field.categorical) {
+      std::string label;
+      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
+        if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
+          label = variable.category_labels[c];
+        }
+      }
+      field.category_codes.push_back(column.code);
+      field.category_labels.push_back(label);
+    }
+    columns.push_back(column);
+  }
+}
+
+void AppendProcessVariableFields(const std::vector<DocumentField>& variables, std::string& text) {
+  for (const DocumentField& field : variables) {
+    const std::string name = EscapeXmlAttribute(field.name);
+    if (!field.categorical) {
+      text += FormatText("<DataField name=\"%s\" optype=\"predictor\"/>\n", name);
+      continue;
+    }
+    text += FormatText("<DataField name=\"%s\" optype=\"predictor\" numberOfCategories=\"%d\">\n",
+                       name,
+                       static_cast<int>(field.category_codes.size()));
+    for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
+      text += FormatText("<Category text=\"%s\" value=\"%d\"/>\n",
+                         EscapeXmlAttribute(field.category_labels[c]),
+                         static_cast<int>(field.category_codes[c]));
+    }
+    text += "</DataField>\n";
+  }
+}
+
 void AppendDocumentStart(int fields, std::string& text) {
   text += FormatText("<PMML %s=\"2.0\">\n", MessageText(MessageId::kDocumentVersionAttribute));
   text += FormatText("<Header copyright=\"%s\"/>\n",

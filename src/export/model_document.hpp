@@ -43,6 +43,17 @@ std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
                                            std::vector<DocumentField>& fields,
                                            std::vector<DocumentColumn>& columns);
 
+/// The J columns of one time of a time-wise unfolded block (its first `per_time` columns) with
+/// their variables, appended to `variables` and `columns`; every time repeats them.
+void AppendTimeColumns(const WorkingData& block,
+                       std::size_t per_time,
+                       std::vector<DocumentField>& variables,
+                       std::vector<DocumentColumn>& columns);
+
+/// The process variables of a time-wise document as predictor DataFields without scaling (it is
+/// per time); a categorical one with a Category per code. Names and texts are escaped.
+void AppendProcessVariableFields(const std::vector<DocumentField>& variables, std::string& text);
+
 /// The root and header lines and the DataDictionary start tag with `fields` fields, followed by
 /// the (empty) preformatted settings line.
 void AppendDocumentStart(int fields, std::string& text);

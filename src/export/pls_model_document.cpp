@@ -104,6 +104,12 @@ void WritePLSDocument(const LoadedPLSModel& model, std::string& text) {
                      static_cast<int>(model.dependent_columns.size()),
                      static_cast<int>(model.predictor_columns.size()),
                      model.Components());
+  AppendPLSLimitsAndComponents(model, text);
+  text += "</PLS>\n";
+  text += "</PMML>\n";
+}
+
+void AppendPLSLimitsAndComponents(const LoadedPLSModel& model, std::string& text) {
   text += FormatChartLimitElement("TS", model.t2);
   text += FormatChartLimitElement("SPE", model.spe);
   text += "<Components>\n";
@@ -118,8 +124,6 @@ void WritePLSDocument(const LoadedPLSModel& model, std::string& text) {
     text += "</XComponent>\n";
   }
   text += "</Components>\n";
-  text += "</PLS>\n";
-  text += "</PMML>\n";
 }
 
 }  // namespace mspc

@@ -28,4 +28,8 @@ LoadedPLSModel PLSDocumentModel(const PLSEngine& engine,
 /// Append the model document of `model` to `text`; undefined T² lines are written as "nan".
 void WritePLSDocument(const LoadedPLSModel& model, std::string& text);
 
+/// Append the body of a PLS-type model element: the T² and SPE(Q) elements, then Components
+/// with a YComponent and an XComponent per component (score limits and loadings).
+void AppendPLSLimitsAndComponents(const LoadedPLSModel& model, std::string& text);
+
 }  // namespace mspc

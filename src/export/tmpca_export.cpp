@@ -74,31 +74,7 @@ LoadedTMPCAModel TMPCADocumentModel(const CMPCAModel& model,
     exported.excluded.push_back(engine.IsVariableExcluded(col));
   }
   // The J columns of one time, with their variables; the scales of every time follow them.
-  for (std::size_t j = 0; j < per_time && j < block.column_source.size(); ++j) {
-    const VariableInfo& variable = block.variables[block.column_source[j]];
-    if (exported.variables.empty() || exported.variables.back().name != variable.name) {
-      DocumentField field;
-      field.name = variable.name;
-      field.categorical = variable.categorical;
-      field.location = static_cast<int>(variable.table_index) + 1;
-      exported.variables.push_back(field);
-    }
-    DocumentField& field = exported.variables.back();
-    DocumentColumn column_info;
-    column_info.field = exported.variables.size() - 1;
-    column_info.code = block.column_code[j];
-    if (field.categorical) {
-      std::string label;
-      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-        if (variable.category_codes[c] == column_info.code && c < variable.category_labels.size()) {
-          label = variable.category_labels[c];
-        }
-      }
-      field.category_codes.push_back(column_info.code);
-      field.category_labels.push_back(label);
-    }
-    exported.columns.push_back(column_info);
-  }
+  AppendTimeColumns(block, per_time, exported.variables, exported.columns);
   return exported;
 }
 
@@ -126,23 +102,7 @@ void WriteTMPCADocument(const LoadedTMPCAModel& model, std::string& text) {
                        Real(model.time_codes[time]));
   }
   text += "</DataField>\n";
-  for (std::size_t f = 0; f < model.variables.size(); ++f) {
-    const DocumentField& field = model.variables[f];
-    const std::string name = EscapeXmlAttribute(field.name);
-    if (!field.categorical) {
-      text += FormatText("<DataField name=\"%s\" optype=\"predictor\"/>\n", name);
-      continue;
-    }
-    text += FormatText("<DataField name=\"%s\" optype=\"predictor\" numberOfCategories=\"%d\">\n",
-                       name,
-                       static_cast<int>(field.category_codes.size()));
-    for (std::size_t c = 0; c < field.category_codes.size(); ++c) {
-      text += FormatText("<Category text=\"%s\" value=\"%d\"/>\n",
-                         EscapeXmlAttribute(field.category_labels[c]),
-                         static_cast<int>(field.category_codes[c]));
-    }
-    text += "</DataField>\n";
-  }
+  AppendProcessVariableFields(model.variables, text);
   text += "</DataDictionary>\n";
 
   const std::size_t per_time = model.columns.size();

@@ -320,7 +320,6 @@ bool CBatchPLSResults::VariableTrajectorySpreadsheet() {
   return true;
 }
 
-bool CBatchPLSResults::CodeGeneratorPMML() { return RefuseExport(); }
 bool CBatchPLSResults::CodeGeneratorCLang() {
   // C deployment is not generated for the PLS kinds: the file carries the fixed note instead.
   const MessageId title = model().Kind() == ModelKind::kTMPLS ? MessageId::kTMPLSCCodeTitle
@@ -334,7 +333,6 @@ bool CBatchPLSResults::CodeGeneratorCLang() {
                                   std::string(MessageText(MessageId::kAnalysisName)),
                                   table != nullptr ? table->SourceName() : std::string()));
 }
-bool CBatchPLSResults::CodeGeneratorKVB() { return RefuseExport(); }
 
 // ---------------------------------------------------------------------------------------------
 // TMPLS.

@@ -538,7 +538,6 @@ constexpr Entry kTable[] = {
     {7060, "The model document has no %s element inside %s."},
     {7061, "The attribute \"%s\" of the %s element is missing or not a finite number."},
     {7062, "The %s element declares %d %s but holds %d."},
-    {7063, "Deployment of %s models is not available yet."},
     {7064, "The variable \"%s\" of the model document is not in the table."},
     {7065, "The %s element has no valid \"%s\" attribute."},
     {7100, "T\xC2\xB2 contributions of the cases above a control limit"},

@@ -439,7 +439,6 @@ enum class MessageId : int {
   kDeployMissingElement = 7060,
   kDeployBadNumber = 7061,
   kDeployCountDiffers = 7062,
-  kDeployKindNotDeployable = 7063,
   kDeployUnknownVariable = 7064,
   kDeployMissingAttribute = 7065,
   kDeployT2ContributionsTitle = 7100,

@@ -285,14 +285,15 @@ TEST(DeploymentDialog, LoadingRefusalsEndTheDeploymentWithTheirMessage) {
       {{"<PMML><PCA>"}, {}, MessageId::kDeployTextNotLoaded},
       {{}, {"/nonexistent/model.pmml"}, MessageId::kDeployFileNotLoaded},
       {{}, {}, MessageId::kDeployNoSourceChosen},
-      {{"<PMML version=\"2.0\"><TMPLS/></PMML>"}, {}, MessageId::kDeployKindNotDeployable},
+      {{"<PMML version=\"2.0\"><TMPLS/></PMML>"}, {}, MessageId::kDeployMissingElement},
   };
   for (const Case& c : cases) {
     EXPECT_FALSE(analysis.Deploy(c.texts, c.files));
     ASSERT_NE(analysis.LastStop(), nullptr);
     EXPECT_EQ(analysis.LastStop()->id, c.id) << analysis.LastStop()->text;
   }
-  EXPECT_EQ(analysis.LastStop()->text, "Deployment of TMPLS models is not available yet.");
+  EXPECT_EQ(analysis.LastStop()->text,
+            "The model document has no DataDictionary element inside PMML.");
   EXPECT_FALSE(analysis.Deploy({}, {"/nonexistent/model.pmml"}));
   EXPECT_EQ(analysis.LastStop()->text,
             "Could not load PMML file /nonexistent/model.pmml successfully. Please check the "

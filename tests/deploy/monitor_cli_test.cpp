@@ -44,12 +44,15 @@ std::vector<const json*> Graphs(const json& reports, const std::string& title) {
   return found;
 }
 
-std::string Csv(const DMatrix& x) {
-  std::string text;
+// With `batches`, each four rows are one batch (its number first) at the times 10 to 40.
+std::string Csv(const DMatrix& x, bool batches) {
+  std::string text = batches ? "batch,time," : "";
   for (std::size_t col = 0; col < x.cols(); ++col)
     text += (col ? ",x" : "x") + std::to_string(col + 1);
   text += "\n";
   for (std::size_t row = 0; row < x.rows(); ++row) {
+    if (batches)
+      text += std::to_string(row / 4 + 1) + "," + std::to_string(10 * (row % 4 + 1)) + ",";
     for (std::size_t col = 0; col < x.cols(); ++col) {
       char cell[40];
       std::snprintf(cell, sizeof cell, "%s%.17g", col ? "," : "", x(row, col));
@@ -63,10 +66,10 @@ std::string Csv(const DMatrix& x) {
 // Fit by `steps` (a script's steps that end in the Results dialog's T² and SPE(Q) charts and
 // the export of "plant.pmml"), then monitor the same table with the saved model: the charts
 // come back with the same values and lines.
-void ExpectMonitorReproducesTheFit(const std::string& steps) {
+void ExpectMonitorReproducesTheFit(const std::string& steps, bool batches = false) {
   TempFolder folder;
-  const std::string data =
-      folder.Write("plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19)));
+  const std::string data = folder.Write(
+      "plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), batches));
   const std::string script =
       folder.Write("fit.json", R"({"data": ")" + data + R"(", "steps": [)" + steps + "]}");
   const std::string fit_out = folder.File("fit");
@@ -112,6 +115,27 @@ TEST(CommandLineMonitor, TheSavedModelReproducesTheChartsOfItsFit) {
      "do": ["OK"]},
     {"dialog": "PLSResults", "set": {"ExportFileName": "plant"},
      "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})");
+}
+
+TEST(CommandLineMonitor, BatchPLSModelsReproduceTheChartsOfTheirFit) {
+  // Time-wise: one row per batch, x5 the dependent at every time.
+  ExpectMonitorReproducesTheFit(R"(
+    {"dialog": "MSPCStartup", "set": {"SelectedKind": 5}, "do": ["OK"]},
+    {"dialog": "TMPLSStartup", "set": {"BatchVariable": "batch", "TimeVariable": "time",
+      "PredictorVariables": ["x1", "x2", "x3", "x4"], "DependentVariables": ["x5"],
+      "FixedNumberOfComponents": true, "NumberOfComponents": 2}, "do": ["OK"]},
+    {"dialog": "TMPLSResults", "set": {"ExportFileName": "plant"},
+     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})",
+                                true);
+  // Batch-wise: one row per batch and time, the time the dependent.
+  ExpectMonitorReproducesTheFit(R"(
+    {"dialog": "MSPCStartup", "set": {"SelectedKind": 3}, "do": ["OK"]},
+    {"dialog": "BMPLSStartup", "set": {"BatchVariable": "batch", "TimeVariable": "time",
+      "Variables": ["x1", "x2", "x3", "x4", "x5"],
+      "FixedNumberOfComponents": true, "NumberOfComponents": 2}, "do": ["OK"]},
+    {"dialog": "BMPLSResults", "set": {"ExportFileName": "plant"},
+     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})",
+                                true);
 }
 
 TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {

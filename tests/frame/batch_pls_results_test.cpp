@@ -193,7 +193,8 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   Put(twin, "VariableForTrajectory", std::string("x9"));
   EXPECT_FALSE(fake::Run(twin, "VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
-  EXPECT_FALSE(fake::Run(twin, "CodeGeneratorPMML"));
+  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorPMML"));
+  EXPECT_NE(analysis.host().texts().back().text.find("<TMPLS "), std::string::npos);
   // The C export is the fixed note that C deployment is not generated for a PLS kind.
   ASSERT_TRUE(fake::Run(twin, "CodeGeneratorCLang"));
   ASSERT_FALSE(analysis.host().texts().empty());
@@ -213,6 +214,9 @@ TEST(BMPLSResultsDialog, PerTimeScoreAndSPELimitsAndTimePredicted) {
   AutomationObject& twin = analysis.Twin();
   EXPECT_FALSE(HasCommand(twin, "Details"));
   EXPECT_TRUE(HasCommand(twin, "VariableTrajectoryPlot"));
+  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorKVB"));
+  EXPECT_EQ(analysis.host().texts().back().title,
+            "Batch-wise Multi-way Partial Least Squares KVB deployment code");
 
   ASSERT_TRUE(fake::Run(twin, "Predictions"));
   const Spreadsheet& predictions = analysis.Sheet("Predictions");
