@@ -5,9 +5,7 @@
 
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
-#include "export/c_code.hpp"
 #include "frame/batch_plot_properties.hpp"
-#include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "frame/report_pieces.hpp"
 #include "models/missing.hpp"
@@ -198,12 +196,6 @@ DMatrix CBatchPLSResults::ShownTrajectoryValues(std::size_t variable) const {
   return values;
 }
 
-bool CBatchPLSResults::RefuseExport() {
-  model();
-  return Refuse(MessageId::kTimeWiseExportUnavailable,
-                FormatMessage(MessageId::kTimeWiseExportUnavailable));
-}
-
 bool CBatchPLSResults::Eigenvalues() {
   if (!HasComponents()) return true;
   Route(BatchPLSEigenvalues(model().engine()));
@@ -318,20 +310,6 @@ bool CBatchPLSResults::VariableTrajectorySpreadsheet() {
                         values,
                         ComputeTrajectoryBands(values, trajectory_options())));
   return true;
-}
-
-bool CBatchPLSResults::CodeGeneratorCLang() {
-  // C deployment is not generated for the PLS kinds: the file carries the fixed note instead.
-  const MessageId title = model().Kind() == ModelKind::kTMPLS ? MessageId::kTMPLSCCodeTitle
-                                                              : MessageId::kBMPLSCCodeTitle;
-  const DataTable* table = analysis().host().table;
-  return SaveAndShowExport(
-      analysis(),
-      model().report_options().export_file_name + ".c",
-      title,
-      GenerateUnsupportedPLSCCode(title,
-                                  std::string(MessageText(MessageId::kAnalysisName)),
-                                  table != nullptr ? table->SourceName() : std::string()));
 }
 
 // ---------------------------------------------------------------------------------------------

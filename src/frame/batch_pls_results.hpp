@@ -73,7 +73,8 @@ class CBatchPLSResults : public CPLSResults {
   virtual bool ScoreControlChartSheet();
   bool VariableTrajectoryPlot();
   bool VariableTrajectorySpreadsheet();
-  /// Batch models cannot be exported yet: each refuses with a message that says so.
+  /// The model document and KVB code of the kind; its C file is the fixed note that C
+  /// deployment is not generated for a PLS kind.
   bool CodeGeneratorPMML();
   bool CodeGeneratorCLang();
   bool CodeGeneratorKVB();
@@ -93,7 +94,6 @@ class CBatchPLSResults : public CPLSResults {
   bool ResolveTrajectoryVariable(std::size_t& variable);
   /// The trajectory values in the units the settings ask for.
   DMatrix ShownTrajectoryValues(std::size_t variable) const;
-  bool RefuseExport();
 };
 
 /// The TMPLS Results dialog (step 115).

@@ -3,9 +3,9 @@
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "export/batch_pls_export.hpp"
+#include "export/c_code.hpp"
 #include "export/pls_model_document.hpp"
 #include "frame/batch_pls_results.hpp"
-#include "frame/model_export_commands.hpp"
 #include "frame/mspc.hpp"
 #include "host/data_table.hpp"
 #include "pls/pls_reports.hpp"
@@ -22,10 +22,8 @@ void Label(CMSPC& analysis, LoadedPLSModel& pls) {
 }  // namespace
 
 bool CBatchPLSResults::CodeGeneratorPMML() {
+  if (!ChartLimitsUsable() || !ScoreLimitsUsable()) return false;
   const PLSReportOptions& options = model().report_options();
-  for (const auto refusal : {options.chart.Validate(), options.score.Validate()}) {
-    if (refusal) return Refuse(*refusal, FormatMessage(*refusal));
-  }
   std::string text;
   MessageId title = MessageId::kTMPLSDocumentTitle;
   if (const auto* tmpls = dynamic_cast<const CMPLSModel*>(&model())) {
@@ -39,14 +37,12 @@ bool CBatchPLSResults::CodeGeneratorPMML() {
     WriteBMPLSDocument(exported, text);
     title = MessageId::kBMPLSDocumentTitle;
   }
-  return SaveAndShowExport(analysis(), options.export_file_name + ".pmml", title, text);
+  return SaveAndShow(".pmml", title, text);
 }
 
 bool CBatchPLSResults::CodeGeneratorKVB() {
+  if (!ChartLimitsUsable() || !ScoreLimitsUsable()) return false;
   const PLSReportOptions& options = model().report_options();
-  for (const auto refusal : {options.chart.Validate(), options.score.Validate()}) {
-    if (refusal) return Refuse(*refusal, FormatMessage(*refusal));
-  }
   std::string text;
   MessageId title = MessageId::kTMPLSKVBTitle;
   if (const auto* tmpls = dynamic_cast<const CMPLSModel*>(&model())) {
@@ -60,7 +56,20 @@ bool CBatchPLSResults::CodeGeneratorKVB() {
     text = GenerateBMPLSKVBCode(exported);
     title = MessageId::kBMPLSKVBTitle;
   }
-  return SaveAndShowExport(analysis(), options.export_file_name + ".kvb", title, text);
+  return SaveAndShow(".kvb", title, text);
+}
+
+bool CBatchPLSResults::CodeGeneratorCLang() {
+  // C deployment is not generated for the PLS kinds: the file carries the fixed note instead.
+  const MessageId title = model().Kind() == ModelKind::kTMPLS ? MessageId::kTMPLSCCodeTitle
+                                                              : MessageId::kBMPLSCCodeTitle;
+  const DataTable* table = analysis().host().table;
+  return SaveAndShow(
+      ".c",
+      title,
+      GenerateUnsupportedPLSCCode(title,
+                                  std::string(MessageText(MessageId::kAnalysisName)),
+                                  table != nullptr ? table->SourceName() : std::string()));
 }
 
 }  // namespace mspc

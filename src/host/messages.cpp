@@ -613,9 +613,6 @@ constexpr Entry kTable[] = {
     {5117, "Number of batches: %d"},
     {5118, "Trajectory"},
     {5120, "VariableForTrajectory: \"%s\" is not a process variable of the model."},
-    {5121,
-     "Time-wise and batch-wise PLS models cannot be exported as documents or KVB code yet; the "
-     "reports are available."},
     {5122,
      "The constants of the trajectory limits must be greater than 0, and the warning constant "
      "less than the control constant."},

@@ -300,7 +300,6 @@ enum class MessageId : int {
   kNumberOfBatches = 5117,
   kTrajectoryAxis = 5118,
   kTrajectoryVariableUnknown = 5120,
-  kTimeWiseExportUnavailable = 5121,
   kTrajectoryConstantsOutOfRange = 5122,
 
   // The command-line host's own messages.
