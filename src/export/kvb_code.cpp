@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "export/c_code.hpp"
@@ -10,6 +12,20 @@
 
 namespace mspc {
 namespace {
+
+// The loop body that scales case i over its present cells, shared by every kind's program.
+constexpr std::string_view kScaleCaseLines = R"(  For j = 1 To NumberOfVariables
+    Present(j) = 0
+    Scaled(j) = 0
+    If Not ss.MissingData(i, Location(j)) Then
+      Present(j) = 1
+      Scaled(j) = ss.Value(i, Location(j))
+      If Categorical(j) = 1 Then Scaled(j) = IIf(Scaled(j) = CategoryCode(j), 1, 0)
+      Scaled(j) = Scaled(j) - Means(j)
+      If Scales(j) <> 0 Then Scaled(j) = Scaled(j) / Scales(j)
+    End If
+  Next j
+)";
 
 std::string Text(MessageId id) { return std::string(MessageText(id)); }
 
@@ -249,18 +265,8 @@ ReDim Scores(NCases, NumberOfComponents + 1)
 ReDim TSquare(NCases)
 ReDim SPE(NCases)
 For i = 1 To NCases
-  For j = 1 To NumberOfVariables
-    Present(j) = 0
-    Scaled(j) = 0
-    If Not ss.MissingData(i, Location(j)) Then
-      Present(j) = 1
-      Scaled(j) = ss.Value(i, Location(j))
-      If Categorical(j) = 1 Then Scaled(j) = IIf(Scaled(j) = CategoryCode(j), 1, 0)
-      Scaled(j) = Scaled(j) - Means(j)
-      If Scales(j) <> 0 Then Scaled(j) = Scaled(j) / Scales(j)
-    End If
-  Next j
-  TSquare(i) = 0
+)" + std::string(kScaleCaseLines) +
+          R"(  TSquare(i) = 0
   For a = 1 To NumberOfComponents
     Dim Numerator As Double
     Dim Denominator As Double
@@ -446,18 +452,8 @@ ReDim Predicted(NCases, NumberOfDependents)
 ReDim TSquare(NCases)
 ReDim SPE(NCases)
 For i = 1 To NCases
-  For j = 1 To NumberOfVariables
-    Present(j) = 0
-    Scaled(j) = 0
-    If Not ss.MissingData(i, Location(j)) Then
-      Present(j) = 1
-      Scaled(j) = ss.Value(i, Location(j))
-      If Categorical(j) = 1 Then Scaled(j) = IIf(Scaled(j) = CategoryCode(j), 1, 0)
-      Scaled(j) = Scaled(j) - Means(j)
-      If Scales(j) <> 0 Then Scaled(j) = Scaled(j) / Scales(j)
-    End If
-  Next j
-  TSquare(i) = 0
+)" + std::string(kScaleCaseLines) +
+          R"(  TSquare(i) = 0
   For k = 1 To NumberOfDependents
     Predicted(i, k) = 0
   Next k
