@@ -196,41 +196,63 @@ Spreadsheet DeployedSideBySide(const std::vector<const std::vector<double>*>& t2
   return sheet;
 }
 
-Spreadsheet DeployedScoreSpreadsheet(const LoadedPCAModel& model,
-                                     const PCADeploymentScores& scores,
-                                     const DeployedCases& cases,
-                                     const std::string& model_name) {
+Spreadsheet DeployedScoreSheet(const DMatrix& scores,
+                               const std::vector<ControlLimitSet>& score_limits,
+                               const ControlLimitSet& t2_limits,
+                               const ControlLimitSet& spe_limits,
+                               const std::vector<double>& t2,
+                               const std::vector<double>& spe,
+                               const std::vector<double>* distance,
+                               const DeployedCases& cases,
+                               const std::string& model_name) {
   Spreadsheet sheet;
   sheet.title = Text(MessageId::kDeployScoresTitle);
   AddSubtitle(sheet.subtitles, model_name);
   sheet.row_header = Text(MessageId::kRowHeaderCase);
-  const int components = model.Components();
+  const int components = static_cast<int>(score_limits.size());
   for (int a = 1; a <= components; ++a) {
     sheet.columns.push_back(FormatMessage(MessageId::kScoreLabel, a));
   }
   sheet.columns.push_back(Text(MessageId::kT2Series));
   sheet.columns.push_back(Text(MessageId::kSPESeries));
-  for (std::size_t row = 0; row < scores.t2.size(); ++row) {
+  if (distance != nullptr) sheet.columns.push_back(Text(MessageId::kDistanceColumn));
+  for (std::size_t row = 0; row < t2.size(); ++row) {
     ReportRow line{CaseLabel(cases, row), {}};
     for (int a = 0; a < components; ++a) {
-      const double score = scores.scores(row, static_cast<std::size_t>(a));
+      const double score = scores(row, static_cast<std::size_t>(a));
+      const ControlLimitSet& limits = score_limits[static_cast<std::size_t>(a)];
       line.cells.push_back(Cell(score));
-      const ControlLimitSet& limits = model.scores[static_cast<std::size_t>(a)];
-      if (std::isfinite(score) && (score > limits.upper_control || score < limits.lower_control)) {
+      if (Above(score, limits.upper_control) || Above(-score, -limits.lower_control)) {
         sheet.highlights.emplace_back(static_cast<int>(row), a);
       }
     }
-    line.cells.push_back(Cell(scores.t2[row]));
-    line.cells.push_back(Cell(scores.spe[row]));
-    if (Above(scores.t2[row], model.t2.control_line)) {
+    line.cells.push_back(Cell(t2[row]));
+    line.cells.push_back(Cell(spe[row]));
+    if (distance != nullptr) line.cells.push_back(Cell((*distance)[row]));
+    if (Above(t2[row], t2_limits.control_line)) {
       sheet.highlights.emplace_back(static_cast<int>(row), components);
     }
-    if (Above(scores.spe[row], model.spe.control_line)) {
+    if (Above(spe[row], spe_limits.control_line)) {
       sheet.highlights.emplace_back(static_cast<int>(row), components + 1);
     }
     sheet.rows.push_back(std::move(line));
   }
   return sheet;
+}
+
+Spreadsheet DeployedScoreSpreadsheet(const LoadedPCAModel& model,
+                                     const PCADeploymentScores& scores,
+                                     const DeployedCases& cases,
+                                     const std::string& model_name) {
+  return DeployedScoreSheet(scores.scores,
+                            model.scores,
+                            model.t2,
+                            model.spe,
+                            scores.t2,
+                            scores.spe,
+                            nullptr,
+                            cases,
+                            model_name);
 }
 
 std::vector<std::size_t> FlaggedCases(const LoadedPCAModel& model,

@@ -33,6 +33,18 @@ Spreadsheet DeployedColumnSheet(MessageId title,
 bool AboveLine(double value, double line);
 /// A number cell, or an empty cell for not-a-number.
 ReportCell DeployedCell(double value);
+/// The scores of the deployed cases with their T², SPE(Q) and, when given, distance to the
+/// model; a score beyond its control lines and a T² or SPE(Q) above its control line are
+/// highlighted.
+Spreadsheet DeployedScoreSheet(const DMatrix& scores,
+                               const std::vector<ControlLimitSet>& score_limits,
+                               const ControlLimitSet& t2_limits,
+                               const ControlLimitSet& spe_limits,
+                               const std::vector<double>& t2,
+                               const std::vector<double>& spe,
+                               const std::vector<double>* distance,
+                               const DeployedCases& cases,
+                               const std::string& model_name);
 /// A control chart of one statistic of the new cases (T² or SPE(Q)) with its stored lines;
 /// `model_name` (the document's file name, or empty) is its subtitle.
 Graph DeployedStatisticChart(MessageId title,

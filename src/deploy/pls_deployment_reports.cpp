@@ -18,39 +18,15 @@ Spreadsheet ScoreSheet(const LoadedPLSModel& model,
                        const PLSDeploymentScores& scores,
                        const DeployedCases& cases,
                        const std::string& model_name) {
-  Spreadsheet sheet;
-  sheet.title = Text(MessageId::kDeployScoresTitle);
-  AddSubtitle(sheet.subtitles, model_name);
-  sheet.row_header = Text(MessageId::kRowHeaderCase);
-  const int components = model.Components();
-  for (int a = 1; a <= components; ++a) {
-    sheet.columns.push_back(FormatMessage(MessageId::kScoreLabel, a));
-  }
-  sheet.columns.push_back(Text(MessageId::kT2Series));
-  sheet.columns.push_back(Text(MessageId::kSPESeries));
-  sheet.columns.push_back(Text(MessageId::kDistanceColumn));
-  for (std::size_t row = 0; row < scores.t2.size(); ++row) {
-    ReportRow line{DeployedCaseLabel(cases, row), {}};
-    for (int a = 0; a < components; ++a) {
-      const double score = scores.x_scores(row, static_cast<std::size_t>(a));
-      const ControlLimitSet& limits = model.x_scores[static_cast<std::size_t>(a)];
-      line.cells.push_back(DeployedCell(score));
-      if (AboveLine(score, limits.upper_control) || AboveLine(-score, -limits.lower_control)) {
-        sheet.highlights.emplace_back(static_cast<int>(row), a);
-      }
-    }
-    line.cells.push_back(DeployedCell(scores.t2[row]));
-    line.cells.push_back(DeployedCell(scores.spe[row]));
-    line.cells.push_back(DeployedCell(scores.distance[row]));
-    if (AboveLine(scores.t2[row], model.t2.control_line)) {
-      sheet.highlights.emplace_back(static_cast<int>(row), components);
-    }
-    if (AboveLine(scores.spe[row], model.spe.control_line)) {
-      sheet.highlights.emplace_back(static_cast<int>(row), components + 1);
-    }
-    sheet.rows.push_back(std::move(line));
-  }
-  return sheet;
+  return DeployedScoreSheet(scores.x_scores,
+                            model.x_scores,
+                            model.t2,
+                            model.spe,
+                            scores.t2,
+                            scores.spe,
+                            &scores.distance,
+                            cases,
+                            model_name);
 }
 
 Spreadsheet PredictionSheet(const LoadedPLSModel& model,
