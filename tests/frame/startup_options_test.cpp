@@ -12,17 +12,12 @@
 #include "frame/model_startup.hpp"
 #include "frame/mspc.hpp"
 #include "support/fake_host.hpp"
+#include "support/ulps.hpp"
 
 namespace mspc {
 namespace {
 
-// Step `count` representable doubles away from `value` (negative count steps down).
-double UlpsAway(double value, int count) {
-  const double target = count >= 0 ? std::numeric_limits<double>::infinity()
-                                   : -std::numeric_limits<double>::infinity();
-  for (int step = 0; step < std::abs(count); ++step) value = std::nextafter(value, target);
-  return value;
-}
+using testing::UlpsAway;
 
 struct RangeCase {
   std::string name;

@@ -6,17 +6,12 @@
 #include <limits>
 
 #include "models/missing.hpp"
+#include "support/ulps.hpp"
 
 namespace mspc {
 namespace {
 
-// Step `count` representable doubles away from `value` (negative count steps down).
-double UlpsAway(double value, int count) {
-  const double target = count >= 0 ? std::numeric_limits<double>::infinity()
-                                   : -std::numeric_limits<double>::infinity();
-  for (int step = 0; step < std::abs(count); ++step) value = std::nextafter(value, target);
-  return value;
-}
+using testing::UlpsAway;
 
 TEST(TolerantCompare, OrderedBitsFollowTheOrderOfDoublesAcrossZero) {
   EXPECT_EQ(OrderedBits(0.0), 0);
