@@ -41,6 +41,11 @@ ScriptParseResult ParseScript(const std::string& text, const std::string& source
     result.error = Where(source, LineOfOffset(text, error.byte > 0 ? error.byte - 1 : 0)) +
                    "the script is not valid JSON (" + error.what() + ")";
     return result;
+  } catch (const json::exception& error) {
+    // A number too large for a double is refused after the syntax is read; the parser does not
+    // say where, so the message names the script only.
+    result.error = Where(source, 1) + "the script is not valid JSON (" + error.what() + ")";
+    return result;
   }
   if (!document.is_object()) {
     result.error = Where(source, 1) + "the script must be a JSON object with a \"steps\" list";

@@ -238,6 +238,7 @@ TEST(ScriptParse, MalformedScriptsAreRefusedWithTheirLine) {
   const Case cases[] = {
       {"{\n\"steps\": [\n{\"dialog\": }\n]}", "x.json:3: the script is not valid JSON"},
       {"[1, 2]", "must be a JSON object"},
+      {"{\"steps\": [], \"data\": 1e999999}", "x.json:1: the script is not valid JSON"},
       {"{\"stepz\": []}", "unknown script key \"stepz\""},
       {"{}", "needs a \"steps\" list"},
       {"{\"steps\": [{\"set\": {}}]}", "steps[0] must be an object with a \"dialog\" name"},
