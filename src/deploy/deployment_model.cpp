@@ -219,9 +219,15 @@ void CDeploymentModel::ScorePLS(const std::vector<XmlElement>& documents,
   for (std::size_t d = 0; d < documents.size(); ++d) {
     DeployedPLSModel deployed;
     deployed.name = sources_[d].is_file ? sources_[d].text : std::string();
-    // A BMPLS model scores every case as one batch at one time and predicts its time.
-    deployed.model = *loaded_kind_ == ModelKind::kBMPLS ? ReadBMPLSDocument(documents[d]).model
-                                                        : ReadPLSDocument(documents[d]);
+    // A BMPLS model scores every case as one batch at one time and predicts its time; its
+    // per-time lines judge the case at its time.
+    if (*loaded_kind_ == ModelKind::kBMPLS) {
+      LoadedBMPLSModel batch_model = ReadBMPLSDocument(documents[d]);
+      deployed.batch_times = PlaceBatchTimes(batch_model, table, training);
+      deployed.model = std::move(batch_model.model);
+    } else {
+      deployed.model = ReadPLSDocument(documents[d]);
+    }
     const LoadedPLSModel& model = deployed.model;
     if (d == 0) dependents = FieldNames(model.dependent_fields);
     if (FieldNames(model.dependent_fields) != dependents) {
@@ -379,9 +385,17 @@ std::vector<RoutedOutput> CDeploymentModel::Reports() const {
   std::vector<const std::vector<double>*> t2;
   std::vector<const std::vector<double>*> spe;
   for (const DeployedPLSModel& deployed : pls_models_) {
+    const std::vector<double> spe_lines =
+        deployed.batch_times ? deployed.batch_times->SPEControlLines() : std::vector<double>();
     for (RoutedOutput& report :
-         DeployedPLSReports(deployed.model, deployed.scores, cases_, deployed.name)) {
+         DeployedPLSReports(deployed.model, deployed.scores, cases_, deployed.name, spe_lines)) {
       reports.push_back(std::move(report));
+    }
+    if (deployed.batch_times) {
+      for (RoutedOutput& report :
+           DeployedBatchTimeReports(*deployed.batch_times, deployed.scores, deployed.name)) {
+        reports.push_back(std::move(report));
+      }
     }
     t2.push_back(&deployed.scores.t2);
     spe.push_back(&deployed.scores.spe);

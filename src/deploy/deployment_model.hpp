@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "deploy/batch_deployment.hpp"
 #include "deploy/pca_deployment.hpp"
 #include "deploy/pca_deployment_reports.hpp"
 #include "deploy/pls_deployment.hpp"
@@ -32,6 +33,7 @@ struct DeployedPLSModel {
   std::string name;  // the file name, or empty for a document given as text
   LoadedPLSModel model;
   PLSDeploymentScores scores;
+  std::optional<DeployedBatchTimes> batch_times;  // BMPLS: the cases' batches and times
 };
 
 /// The deployment of saved model documents on the current table.

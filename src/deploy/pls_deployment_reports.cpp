@@ -1,5 +1,7 @@
 #include "deploy/pls_deployment_reports.hpp"
 
+#include <cmath>
+
 #include "host/messages.hpp"
 #include "pls/pls_coefficients.hpp"
 
@@ -92,7 +94,8 @@ Spreadsheet ContributionSheet(MessageId title,
 std::vector<RoutedOutput> DeployedPLSReports(const LoadedPLSModel& model,
                                              const PLSDeploymentScores& scores,
                                              const DeployedCases& cases,
-                                             const std::string& model_name) {
+                                             const std::string& model_name,
+                                             const std::vector<double>& spe_lines) {
   std::vector<RoutedOutput> reports;
   reports.emplace_back(DeployedStatisticChart(
       MessageId::kT2ChartTitle, MessageId::kT2Series, scores.t2, model.t2, cases, model_name));
@@ -112,8 +115,10 @@ std::vector<RoutedOutput> DeployedPLSReports(const LoadedPLSModel& model,
 
   std::vector<std::size_t> flagged;
   for (std::size_t row = 0; row < scores.t2.size(); ++row) {
-    if (AboveLine(scores.t2[row], model.t2.control_line) ||
-        AboveLine(scores.spe[row], model.spe.control_line)) {
+    const double spe_line = row < spe_lines.size() && !std::isnan(spe_lines[row])
+                                ? spe_lines[row]
+                                : model.spe.control_line;
+    if (AboveLine(scores.t2[row], model.t2.control_line) || AboveLine(scores.spe[row], spe_line)) {
       flagged.push_back(row);
     }
   }

@@ -16,10 +16,13 @@ namespace mspc {
 /// residuals where the table holds the dependents, and the predicted class of each categorical
 /// dependent; and for the cases above a T² or SPE(Q)
 /// control line their T² contributions (adding up to T²) and SPE(Q) contributions (the signed
-/// residuals, whose squares add up to SPE(Q)).
+/// residuals, whose squares add up to SPE(Q)). `spe_lines`, when not empty, holds per case the
+/// SPE(Q) control line that flags it (a model with per-time lines); a case without one (not a
+/// number) is judged by the overall line.
 std::vector<RoutedOutput> DeployedPLSReports(const LoadedPLSModel& model,
                                              const PLSDeploymentScores& scores,
                                              const DeployedCases& cases,
-                                             const std::string& model_name);
+                                             const std::string& model_name,
+                                             const std::vector<double>& spe_lines = {});
 
 }  // namespace mspc

@@ -63,10 +63,41 @@ std::string Csv(const DMatrix& x, bool batches) {
   return text;
 }
 
+// Every series of the graph titled `title` in `after` has the values of its namesake in
+// `before`, and the two graphs have the same series.
+void ExpectSameSeries(const json& before, const json& after, const std::string& title) {
+  const auto fitted = Graphs(before, title);
+  const auto deployed = Graphs(after, title);
+  ASSERT_FALSE(fitted.empty()) << title;
+  ASSERT_EQ(fitted.size(), deployed.size()) << title;
+  for (std::size_t g = 0; g < fitted.size(); ++g) {
+    const json& series0 = (*fitted[g])["series"];
+    const json& series1 = (*deployed[g])["series"];
+    ASSERT_EQ(series0.size(), series1.size()) << title;
+    for (std::size_t s = 0; s < series0.size(); ++s) {
+      EXPECT_EQ(series1[s]["name"], series0[s]["name"]) << title;
+      const json& y0 = series0[s]["y"];
+      const json& y1 = series1[s]["y"];
+      ASSERT_EQ(y0.size(), y1.size()) << title;
+      for (std::size_t i = 0; i < y0.size(); ++i) {
+        if (y0[i].is_null()) {
+          EXPECT_TRUE(y1[i].is_null()) << title << " " << s << " " << i;
+          continue;
+        }
+        const double v0 = y0[i].get<double>();
+        EXPECT_NEAR(y1[i].get<double>(), v0, 1e-10 * std::max(1.0, std::fabs(v0)))
+            << title << " series " << series0[s]["name"] << " point " << i;
+      }
+    }
+  }
+}
+
 // Fit by `steps` (a script's steps that end in the Results dialog's T² and SPE(Q) charts and
 // the export of "plant.pmml"), then monitor the same table with the saved model: the charts
-// come back with the same values and lines.
-void ExpectMonitorReproducesTheFit(const std::string& steps, bool batches = false) {
+// come back with the same values and lines; so do the graphs titled `same_graphs`.
+void ExpectMonitorReproducesTheFit(const std::string& steps,
+                                   bool batches = false,
+                                   const std::vector<std::string>& same_graphs = {}) {
   TempFolder folder;
   const std::string data = folder.Write(
       "plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), batches));
@@ -99,6 +130,7 @@ void ExpectMonitorReproducesTheFit(const std::string& steps, bool batches = fals
     }
     EXPECT_EQ((*after[0])["lines"].size(), (*before[0])["lines"].size());
   }
+  for (const std::string& title : same_graphs) ExpectSameSeries(fitted, deployed, title);
 }
 
 TEST(CommandLineMonitor, TheSavedModelReproducesTheChartsOfItsFit) {
@@ -128,14 +160,16 @@ TEST(CommandLineMonitor, BatchPLSModelsReproduceTheChartsOfTheirFit) {
      "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})",
                                 true);
   // Batch-wise: one row per batch and time, the time the dependent.
-  ExpectMonitorReproducesTheFit(R"(
+  ExpectMonitorReproducesTheFit(
+      R"(
     {"dialog": "MSPCStartup", "set": {"SelectedKind": 3}, "do": ["OK"]},
     {"dialog": "BMPLSStartup", "set": {"BatchVariable": "batch", "TimeVariable": "time",
       "Variables": ["x1", "x2", "x3", "x4", "x5"],
       "FixedNumberOfComponents": true, "NumberOfComponents": 2}, "do": ["OK"]},
     {"dialog": "BMPLSResults", "set": {"ExportFileName": "plant"},
-     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})",
-                                true);
+     "do": ["TSquareChart", "SPEQChart", "ScoreControlChart", "CodeGeneratorPMML"]})",
+      true,
+      {"SPE(Q) by time", "Trajectory plot of t1"});
 }
 
 TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {
