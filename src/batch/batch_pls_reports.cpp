@@ -210,24 +210,7 @@ Graph BatchPLSScoreLineplot(const BatchPLSReportData& data,
                                   XScoresOf(engine, component));
   if (!labels) series.labels.clear();
   graph.series.push_back(std::move(series));
-  AddLimitLine(graph,
-               FormatMessage(MessageId::kUpperControlLine, limits.upper_control),
-               limits.upper_control,
-               LimitKind::kControl);
-  AddLimitLine(graph,
-               FormatMessage(MessageId::kLowerControlLine, limits.lower_control),
-               limits.lower_control,
-               LimitKind::kControl);
-  if (options.warning) {
-    AddLimitLine(graph,
-                 FormatMessage(MessageId::kUpperWarningLine, limits.upper_warning),
-                 limits.upper_warning,
-                 LimitKind::kWarning);
-    AddLimitLine(graph,
-                 FormatMessage(MessageId::kLowerWarningLine, limits.lower_warning),
-                 limits.lower_warning,
-                 LimitKind::kWarning);
-  }
+  AddScoreLimitLines(graph, limits, options.warning);
   return graph;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "frame/report_pieces.hpp"
 #include "host/messages.hpp"
 #include "models/monitoring.hpp"
 
@@ -25,11 +26,6 @@ GraphSeries CaseSeries(std::string name,
     series.labels.push_back(CaseLabel(cases, row));
   }
   return series;
-}
-
-void AddLine(Graph& graph, std::string label, double value, LimitKind kind) {
-  if (!std::isfinite(value)) return;
-  graph.lines.push_back({std::move(label), value, kind});
 }
 
 void AddSubtitle(std::vector<std::string>& subtitles, const std::string& model_name) {
@@ -97,16 +93,7 @@ Graph DeployedStatisticChart(MessageId title,
   graph.x_label = Text(MessageId::kRowHeaderCase);
   graph.y_label = Text(series);
   graph.series.push_back(CaseSeries(graph.y_label, cases, values));
-  AddLine(graph,
-          FormatLimitLineLabel(limits.control_line, limits.control_limit, false),
-          limits.control_line,
-          LimitKind::kControl);
-  if (limits.warning) {
-    AddLine(graph,
-            FormatLimitLineLabel(limits.warning_line, limits.warning_limit, true),
-            limits.warning_line,
-            LimitKind::kWarning);
-  }
+  AddChartLines(graph, limits);
   return graph;
 }
 
@@ -151,24 +138,7 @@ Graph DeployedScoreLineplot(int component,
   graph.x_label = Text(MessageId::kRowHeaderCase);
   graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
   graph.series.push_back(CaseSeries(graph.y_label, cases, values));
-  AddLine(graph,
-          FormatMessage(MessageId::kUpperControlLine, limits.upper_control),
-          limits.upper_control,
-          LimitKind::kControl);
-  AddLine(graph,
-          FormatMessage(MessageId::kLowerControlLine, limits.lower_control),
-          limits.lower_control,
-          LimitKind::kControl);
-  if (limits.warning) {
-    AddLine(graph,
-            FormatMessage(MessageId::kUpperWarningLine, limits.upper_warning),
-            limits.upper_warning,
-            LimitKind::kWarning);
-    AddLine(graph,
-            FormatMessage(MessageId::kLowerWarningLine, limits.lower_warning),
-            limits.lower_warning,
-            LimitKind::kWarning);
-  }
+  AddScoreLimitLines(graph, limits, limits.warning);
   return graph;
 }
 

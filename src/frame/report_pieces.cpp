@@ -99,6 +99,26 @@ void AddLimitLine(Graph& graph, std::string label, double value, LimitKind kind)
   graph.lines.push_back({std::move(label), value, kind});
 }
 
+void AddScoreLimitLines(Graph& graph, const ControlLimitSet& limits, bool warning) {
+  AddLimitLine(graph,
+               FormatMessage(MessageId::kUpperControlLine, limits.upper_control),
+               limits.upper_control,
+               LimitKind::kControl);
+  AddLimitLine(graph,
+               FormatMessage(MessageId::kLowerControlLine, limits.lower_control),
+               limits.lower_control,
+               LimitKind::kControl);
+  if (!warning) return;
+  AddLimitLine(graph,
+               FormatMessage(MessageId::kUpperWarningLine, limits.upper_warning),
+               limits.upper_warning,
+               LimitKind::kWarning);
+  AddLimitLine(graph,
+               FormatMessage(MessageId::kLowerWarningLine, limits.lower_warning),
+               limits.lower_warning,
+               LimitKind::kWarning);
+}
+
 std::vector<std::string> AddChartLines(Graph& graph, const ControlLimitSet& limits) {
   std::vector<std::string> labels;
   const std::string control =

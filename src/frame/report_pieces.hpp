@@ -53,6 +53,9 @@ GraphSeries VariableSeries(std::string name,
 
 /// A limit line, left out when it is not defined.
 void AddLimitLine(Graph& graph, std::string label, double value, LimitKind kind);
+/// The upper and lower control lines of a score chart and, with `warning`, its warning lines,
+/// each labelled with its value.
+void AddScoreLimitLines(Graph& graph, const ControlLimitSet& limits, bool warning);
 /// The control and warning lines of a T² or SPE(Q) chart, labelled with their critical values;
 /// returns the labels.
 std::vector<std::string> AddChartLines(Graph& graph, const ControlLimitSet& limits);

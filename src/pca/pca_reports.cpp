@@ -57,10 +57,6 @@ GraphSeries VariableSeries(std::string name,
   return mspc::VariableSeries(std::move(name), data, ModelColumns(engine), values);
 }
 
-void AddLine(Graph& graph, std::string label, double value, LimitKind kind) {
-  AddLimitLine(graph, std::move(label), value, kind);
-}
-
 const CPCANode& Node(const PCAEngine& engine, int component) {
   return engine.Nodes()[static_cast<std::size_t>(component - 1)];
 }
@@ -521,24 +517,7 @@ Graph PCAScoreLineplot(const PCAEngine& engine,
   graph.x_label = Text(MessageId::kRowHeaderCase);
   graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
   graph.series.push_back(CaseSeries(graph.y_label, engine, data, scores));
-  AddLine(graph,
-          FormatMessage(MessageId::kUpperControlLine, limits.upper_control),
-          limits.upper_control,
-          LimitKind::kControl);
-  AddLine(graph,
-          FormatMessage(MessageId::kLowerControlLine, limits.lower_control),
-          limits.lower_control,
-          LimitKind::kControl);
-  if (options.warning) {
-    AddLine(graph,
-            FormatMessage(MessageId::kUpperWarningLine, limits.upper_warning),
-            limits.upper_warning,
-            LimitKind::kWarning);
-    AddLine(graph,
-            FormatMessage(MessageId::kLowerWarningLine, limits.lower_warning),
-            limits.lower_warning,
-            LimitKind::kWarning);
-  }
+  AddScoreLimitLines(graph, limits, options.warning);
   return graph;
 }
 
