@@ -5,19 +5,13 @@
 #include <string>
 #include <utility>
 
-#include "batch/mpls_model.hpp"
+#include "batch/batch_pls_model.hpp"
 #include "frame/data_preparation.hpp"
 #include "models/missing.hpp"
 #include "models/tolerant.hpp"
 
 namespace mspc {
 namespace {
-
-std::vector<std::string> VariableNames(const WorkingData& block) {
-  std::vector<std::string> names;
-  for (const VariableInfo& info : block.variables) names.push_back(info.name);
-  return names;
-}
 
 // The values of one time, NaN where a batch has none, and their count.
 std::vector<double> TimeColumn(const DMatrix& values, std::size_t time, int& count) {
@@ -119,55 +113,22 @@ std::vector<ControlLimitSet> SPELimitsByTime(const DMatrix& spe,
   return limits;
 }
 
-CBMPLSModel::CBMPLSModel(CAnalysisSupport* analysis) : CPLSModel(analysis) {}
+CBMPLSModel::CBMPLSModel(CAnalysisSupport* analysis) : BatchPLSModel(analysis) {}
 
 ModelKind CBMPLSModel::Kind() const { return ModelKind::kBMPLS; }
 
 void CBMPLSModel::Run(const StartupOptions& options) {
-  // A new run replaces the fit; if it fails, no part of the old or the new one remains.
-  prepared_ = false;
-  engine_ = PLSEngine();
-  predictors_ = WorkingData{};
-  dependents_ = WorkingData{};
-  batch_data_ = BatchData{};
+  // The unfolding stops a second case on a filled batch-time row ("Some repeated cases") and a
+  // time without variance; the time must still vary once the screen has removed rows.
+  RunBatchFit(options,
+              {BatchLayout::kBatchTimeRows,
+               false,
+               ScreeningKind::kBMPLSPredictors,
+               ScreeningKind::kBMPLSDependents});
+}
 
-  const PLSFitOptions fit_options = PLSFitOptionsFrom(options);
-  if (const std::optional<MessageId> refusal = fit_options.Validate()) {
-    throw AnalysisStop::With(*refusal);
-  }
-  BatchData data;
-  {
-    ReadingProgress progress(analysis());
-    // The unfolding stops a second case on a filled batch-time row ("Some repeated cases") and
-    // a time without variance.
-    data =
-        PrepareBatchData(analysis(), BatchRequestFrom(options, BatchLayout::kBatchTimeRows, false));
-    ScreenBatchBlock(analysis(),
-                     ScreeningOptionsFrom(options, VariableNames(data.predictors)),
-                     ScreeningKind::kBMPLSPredictors,
-                     removal_notes_,
-                     data,
-                     data.predictors);
-    CheckRemainingTimeVariance(analysis(), data, data.predictors.removed_cases);
-    ScreenBatchDependents(analysis(),
-                          options,
-                          ScreeningKind::kBMPLSDependents,
-                          removal_notes_,
-                          data,
-                          data.predictors.removed_cases,
-                          data.dependents);
-  }
-  WorkingData x = std::move(data.predictors);
-  WorkingData y = std::move(data.dependents);
-  data.predictors = WorkingData{};
-  data.dependents = WorkingData{};
-  batch_data_ = std::move(data);
-  try {
-    FitBlocks(std::move(x), std::move(y), fit_options);
-  } catch (const UserAbort&) {
-    // The components stored before the cancel are a model of their own: keep them.
-    analysis().ShowMessage(MessageKind::kNote, MessageId::kCancelledByUser);
-  }
+void CBMPLSModel::CheckScreenedBatches(const BatchData& data) {
+  CheckRemainingTimeVariance(analysis(), data, data.predictors.removed_cases);
 }
 
 DMatrix CBMPLSModel::ByTime(const std::vector<double>& per_row) const {

@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <vector>
 
+#include "batch/batch_pls_model.hpp"
 #include "batch/batch_pls_reports.hpp"
 #include "batch/trajectory.hpp"
 #include "batch/unfolding.hpp"
 #include "models/control_limits.hpp"
 #include "models/monitoring.hpp"
-#include "pls/pls_model.hpp"
 
 namespace mspc {
 
@@ -43,7 +43,7 @@ std::vector<ControlLimitSet> SPELimitsByTime(const DMatrix& spe,
 /// process variables as predictors and the time as the single dependent, fitted by the PLS
 /// engine. Batches are monitored by time: score trajectories with per-time score limits and the
 /// SPE(Q) of every time with its own lines.
-class CBMPLSModel : public CPLSModel {
+class CBMPLSModel : public BatchPLSModel {
  public:
   explicit CBMPLSModel(CAnalysisSupport* analysis);
 
@@ -52,16 +52,6 @@ class CBMPLSModel : public CPLSModel {
   /// sides, and fit components by the options. A cancel during the fit keeps the components
   /// stored before it, with a note that says so; any other failure leaves no fit.
   void Run(const StartupOptions& options) override;
-
-  /// The counts, labels and column statistics of the last run's unfolding. Its blocks have
-  /// gone to the model (`predictors()`, `dependents()`).
-  const BatchData& batch_data() const { return batch_data_; }
-
-  TrajectoryOptions& trajectory_options() { return trajectory_options_; }
-  const TrajectoryOptions& trajectory_options() const { return trajectory_options_; }
-  /// The other settings of the batch reports (Results settings).
-  BatchReportSettings& report_settings() { return report_settings_; }
-  const BatchReportSettings& report_settings() const { return report_settings_; }
 
   /// The values of process column `variable` (0 <= variable < J) as batches × times, in the
   /// variable's own units; NaN for missing cells and removed rows.
@@ -77,13 +67,12 @@ class CBMPLSModel : public CPLSModel {
   TimeLimits SPEByTime(const ChartLimitOptions& options,
                        const ProbabilityFunctions& probability) const;
 
+ protected:
+  void CheckScreenedBatches(const BatchData& data) override;
+
  private:
   /// Regroup one value per observation (row i × K + k) into batches × times.
   DMatrix ByTime(const std::vector<double>& per_row) const;
-
-  BatchData batch_data_;
-  TrajectoryOptions trajectory_options_;
-  BatchReportSettings report_settings_;
 };
 
 }  // namespace mspc

@@ -26,12 +26,6 @@ void CenterAndScaleInPlace(WorkingData& block) {
   }
 }
 
-std::vector<std::string> VariableNames(const WorkingData& block) {
-  std::vector<std::string> names;
-  for (const VariableInfo& info : block.variables) names.push_back(info.name);
-  return names;
-}
-
 }  // namespace
 
 std::optional<MessageId> TimeWiseReportOptions::Validate() const {

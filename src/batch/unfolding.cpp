@@ -651,4 +651,10 @@ Spreadsheet PreprocessedDataSheet(const BatchData& data) {
   return sheet;
 }
 
+std::vector<std::string> VariableNames(const WorkingData& block) {
+  std::vector<std::string> names;
+  for (const VariableInfo& info : block.variables) names.push_back(info.name);
+  return names;
+}
+
 }  // namespace mspc

@@ -119,6 +119,9 @@ struct BatchData {
 /// outlives a failed preparation.
 BatchData PrepareBatchData(CAnalysisSupport& analysis, const BatchRequest& request);
 
+/// The names of a block's variables, in column order.
+std::vector<std::string> VariableNames(const WorkingData& block);
+
 /// Screen one block of batch data (`data.predictors` or `data.dependents`) as the batch models
 /// do: the rows are batches (or batches at times), named by their labels in the stop messages,
 /// and the columns are variables at times, named "variable {time}". Removals are noted, logged
