@@ -11,14 +11,6 @@ namespace {
 
 using namespace document;
 
-std::string NameOf(const XmlElement& element) {
-  const std::string* name = element.Attribute("name");
-  if (name == nullptr) {
-    throw AnalysisStop::With(MessageId::kDeployMissingAttribute, element.name, std::string("name"));
-  }
-  return *name;
-}
-
 std::string_view OptypeOf(const XmlElement& element) {
   const std::string* optype = element.Attribute("optype");
   if (optype == nullptr) {
@@ -34,8 +26,7 @@ void ReadTimeField(const XmlElement& element, BatchDocumentFrame& frame) {
   CheckCount(element, "Code", Count(element, "numberOfCategories"), codes.size());
   for (const XmlElement* code : codes) {
     frame.time_codes.push_back(Real(*code, "value"));
-    const std::string* text = code->Attribute("text");
-    frame.time_labels.push_back(text == nullptr ? std::string() : *text);
+    frame.time_labels.push_back(TextOf(*code));
   }
 }
 

@@ -21,6 +21,10 @@ const XmlElement& Required(const XmlElement& parent, std::string_view name);
 std::vector<const XmlElement*> ChildrenNamed(const XmlElement& parent, std::string_view name);
 /// A whole attribute value read as a number; not-a-number when it is missing or not one.
 double ParseNumber(const XmlElement& element, std::string_view attribute);
+/// The `name` attribute; throws `AnalysisStop` when it is missing.
+std::string NameOf(const XmlElement& element);
+/// The `text` attribute, or an empty text.
+std::string TextOf(const XmlElement& element);
 /// A finite number; throws `AnalysisStop` otherwise.
 double Real(const XmlElement& element, std::string_view attribute);
 /// A whole non-negative number that fits an int; throws `AnalysisStop` otherwise.

@@ -108,15 +108,24 @@ void ReadScaling(const XmlElement& element, DocumentColumn& column) {
   column.scale = Real(Required(element, "Scale"), "value");
 }
 
-DocumentField ReadField(const XmlElement& element,
-                        std::size_t index,
-                        std::vector<DocumentColumn>& columns) {
-  DocumentField field;
+std::string NameOf(const XmlElement& element) {
   const std::string* name = element.Attribute("name");
   if (name == nullptr) {
     throw AnalysisStop::With(MessageId::kDeployMissingAttribute, element.name, std::string("name"));
   }
-  field.name = *name;
+  return *name;
+}
+
+std::string TextOf(const XmlElement& element) {
+  const std::string* text = element.Attribute("text");
+  return text == nullptr ? std::string() : *text;
+}
+
+DocumentField ReadField(const XmlElement& element,
+                        std::size_t index,
+                        std::vector<DocumentColumn>& columns) {
+  DocumentField field;
+  field.name = NameOf(element);
   if (element.Attribute("numberOfCategories") == nullptr) {
     DocumentColumn column;
     column.field = index;
@@ -132,9 +141,8 @@ DocumentField ReadField(const XmlElement& element,
     column.field = index;
     column.code = Real(*category, "value");
     ReadScaling(*category, column);
-    const std::string* text = category->Attribute("text");
     field.category_codes.push_back(column.code);
-    field.category_labels.push_back(text == nullptr ? std::string() : *text);
+    field.category_labels.push_back(TextOf(*category));
     columns.push_back(column);
   }
   return field;

@@ -7,25 +7,6 @@
 #include "host/messages.hpp"
 
 namespace mspc {
-namespace {
-
-using namespace document;
-
-std::string NameOf(const XmlElement& element) {
-  const std::string* name = element.Attribute("name");
-  if (name == nullptr) {
-    throw AnalysisStop::With(MessageId::kDeployMissingAttribute, element.name, std::string("name"));
-  }
-  return *name;
-}
-
-std::string TextOf(const XmlElement& element) {
-  const std::string* text = element.Attribute("text");
-  return text == nullptr ? std::string() : *text;
-}
-
-}  // namespace
-
 namespace document {
 
 void ReadProcessVariable(const XmlElement& element,
@@ -110,6 +91,8 @@ void ReadUnfoldedScales(const XmlElement& scales_element,
 }  // namespace document
 
 namespace {
+
+using namespace document;
 
 void ReadDictionary(const XmlElement& dictionary, LoadedTMPCAModel& model) {
   const auto fields = ChildrenNamed(dictionary, "DataField");
