@@ -412,56 +412,17 @@ bool CPCAResults::Details() {
 // ---------------------------------------------------------------------------------------------
 // PCA Details.
 
-std::string PCADetails::TwinName() const { return dialog_.twin_name(); }
-
-std::vector<AutomationProperty> PCADetails::Properties() {
-  return {MakeProperty("Component", *this, &PCADetails::get_Component, &PCADetails::put_Component)};
-}
-
-std::vector<AutomationCommand> PCADetails::Commands() {
-  return {MakeCommand("VariableStatistics", *this, &PCADetails::VariableStatistics),
-          MakeCommand("Close", *this, &PCADetails::Close)};
-}
-
-int PCADetails::get_Component() const { return dialog_.component(); }
-void PCADetails::put_Component(int value) { dialog_.set_component(value); }
-
-bool PCADetails::VariableStatistics() {
-  return GuardCommand(dialog_.analysis(), [this] { return dialog_.VariableStatistics(); });
-}
-
-bool PCADetails::Close() {
-  return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
-}
-
-CPCADetails::CPCADetails(CMSPC& analysis, int results_step, std::string twin_name)
-    : CAnalysisModelessDialog(analysis),
-      results_step_(results_step),
-      twin_name_(std::move(twin_name)),
-      twin_(*this) {}
-
-bool CPCADetails::VariableStatistics() {
+int CPCADetails::ComponentCount() const {
   auto* model = dynamic_cast<CPCAModel*>(analysis().CurrentModel());
   if (model == nullptr || !model->IsFitted()) {
     throw AnalysisStop::With(MessageId::kNoModelForStartup);
   }
-  const int components = model->engine().ComponentCount();
-  if (components == 0) {
-    analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
-    return true;
-  }
-  const int component = component_ == 0 ? components : component_;
-  if (component < 1 || component > components) {
-    analysis().ShowMessage(MessageKind::kStop, MessageId::kDetailsComponentOutOfRange, components);
-    return false;
-  }
-  analysis().RouteOutput(PCAVariableStatistics(model->engine(), model->working_data(), component));
-  return true;
+  return model->engine().ComponentCount();
 }
 
-bool CPCADetails::Close() {
-  analysis().ExitDialog(results_step_, kDirectionBack, 0);
-  return true;
+void CPCADetails::RouteStatistics(int component) {
+  const auto& model = dynamic_cast<const CPCAModel&>(*analysis().CurrentModel());
+  analysis().RouteOutput(PCAVariableStatistics(model.engine(), model.working_data(), component));
 }
 
 }  // namespace mspc

@@ -166,51 +166,20 @@ class CPCAResults final : public PCAModelResults {
   PCAResults twin_;
 };
 
-/// Automation twin of the PCA Details dialog: per-variable statistics of one component.
-class PCADetails final : public AutomationObject {
- public:
-  explicit PCADetails(CPCADetails& dialog) : dialog_(dialog) {}
-
-  std::string TwinName() const override;
-  std::vector<AutomationProperty> Properties() override;
-  std::vector<AutomationCommand> Commands() override;
-
-  /// The component the statistics are of (1-based); 0: the last accepted component.
-  int get_Component() const;
-  void put_Component(int value);
-
-  /// R²X, R²X(Cumul.), PRESS and Q² of every variable for the component.
-  bool VariableStatistics();
-  /// Go back to the PCA Results dialog.
-  bool Close();
-
- private:
-  CPCADetails& dialog_;
-};
-
 /// The Details dialog of a principal components model (PCA at step 104, TMPCA at step 107),
 /// opened from its Results dialog and returning to it. For TMPCA the variables are the
 /// unfolded columns, each a variable at a time.
-class CPCADetails final : public CAnalysisModelessDialog {
+class CPCADetails final : public DetailsDialog {
  public:
-  /// `results_step`: the Results step Close returns to; `twin_name`: the automation name.
   explicit CPCADetails(CMSPC& analysis,
                        int results_step = kStepPCAResults,
-                       std::string twin_name = "PCADetails");
+                       std::string twin_name = "PCADetails")
+      : DetailsDialog(analysis, results_step, std::move(twin_name)) {}
 
-  AutomationObject& Automation() override { return twin_; }
-  int component() const { return component_; }
-  void set_component(int value) { component_ = value; }
-  const std::string& twin_name() const { return twin_name_; }
-
-  bool VariableStatistics();
-  bool Close();
-
- private:
-  int component_ = 0;
-  int results_step_;
-  std::string twin_name_;
-  PCADetails twin_;
+ protected:
+  int ComponentCount() const override;
+  /// R²X, R²X(Cumul.), PRESS and Q² of every variable.
+  void RouteStatistics(int component) override;
 };
 
 }  // namespace mspc

@@ -337,56 +337,15 @@ bool CPLSResults::Details() {
 // ---------------------------------------------------------------------------------------------
 // PLS Details.
 
-std::string PLSDetails::TwinName() const { return name_; }
-
-std::vector<AutomationProperty> PLSDetails::Properties() {
-  return {MakeProperty("Component", *this, &PLSDetails::get_Component, &PLSDetails::put_Component)};
+int CPLSDetails::ComponentCount() const {
+  return FittedPLSModel(analysis()).engine().ComponentCount();
 }
 
-std::vector<AutomationCommand> PLSDetails::Commands() {
-  return {MakeCommand("VariableStatistics", *this, &PLSDetails::VariableStatistics),
-          MakeCommand("Close", *this, &PLSDetails::Close)};
-}
-
-int PLSDetails::get_Component() const { return dialog_.component(); }
-void PLSDetails::put_Component(int value) { dialog_.set_component(value); }
-
-bool PLSDetails::VariableStatistics() {
-  return GuardCommand(dialog_.analysis(), [this] { return dialog_.VariableStatistics(); });
-}
-
-bool PLSDetails::Close() {
-  return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
-}
-
-CPLSDetails::CPLSDetails(CMSPC& analysis) : CPLSDetails(analysis, "PLSDetails", kStepPLSResults) {}
-
-CPLSDetails::CPLSDetails(CMSPC& analysis, std::string twin_name, int results_step)
-    : CAnalysisModelessDialog(analysis),
-      results_step_(results_step),
-      twin_(*this, std::move(twin_name)) {}
-
-bool CPLSDetails::VariableStatistics() {
-  const CPLSModel& model = FittedPLSModel(analysis());
-  const int components = model.engine().ComponentCount();
-  if (components == 0) {
-    analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
-    return true;
-  }
-  const int component = component_ == 0 ? components : component_;
-  if (component < 1 || component > components) {
-    analysis().ShowMessage(MessageKind::kStop, MessageId::kDetailsComponentOutOfRange, components);
-    return false;
-  }
-  for (const Spreadsheet& sheet : PLSVariableStatistics(model.report_data(), component)) {
+void CPLSDetails::RouteStatistics(int component) {
+  for (const Spreadsheet& sheet :
+       PLSVariableStatistics(FittedPLSModel(analysis()).report_data(), component)) {
     analysis().RouteOutput(sheet);
   }
-  return true;
-}
-
-bool CPLSDetails::Close() {
-  analysis().ExitDialog(results_step_, kDirectionBack, 0);
-  return true;
 }
 
 }  // namespace mspc

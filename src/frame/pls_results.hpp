@@ -8,6 +8,7 @@
 #include "deploy/pls_document.hpp"
 #include "frame/analysis_dialog.hpp"
 #include "frame/results_base.hpp"
+#include "frame/steps.hpp"
 #include "host/automation.hpp"
 #include "pls/pls_reports.hpp"
 
@@ -117,48 +118,19 @@ class CPLSResults : public ResultsDialog {
   mutable EngineComponents components_{*this};
 };
 
-/// Automation twin of the PLS Details dialog: per-variable statistics of one component.
-class PLSDetails final : public AutomationObject {
- public:
-  PLSDetails(CPLSDetails& dialog, std::string name) : dialog_(dialog), name_(std::move(name)) {}
-
-  std::string TwinName() const override;
-  std::vector<AutomationProperty> Properties() override;
-  std::vector<AutomationCommand> Commands() override;
-
-  /// The component the statistics are of (1-based); 0: the last stored component.
-  int get_Component() const;
-  void put_Component(int value);
-
-  /// R²X per predictor; R²Y, PRESS and Q² per dependent column, for the component.
-  bool VariableStatistics();
-  /// Go back to the PLS Results dialog.
-  bool Close();
-
- private:
-  CPLSDetails& dialog_;
-  std::string name_;
-};
-
 /// The PLS Details dialog (step 113), opened from PLS Results and returning to it; the TMPLS
 /// Details dialog (step 116) is the same dialog over a TMPLS model, returning to its Results.
-class CPLSDetails final : public CAnalysisModelessDialog {
+class CPLSDetails final : public DetailsDialog {
  public:
-  explicit CPLSDetails(CMSPC& analysis);
+  explicit CPLSDetails(CMSPC& analysis) : CPLSDetails(analysis, "PLSDetails", kStepPLSResults) {}
   /// The Details dialog under the twin name `twin_name`, returning to `results_step`.
-  CPLSDetails(CMSPC& analysis, std::string twin_name, int results_step);
+  CPLSDetails(CMSPC& analysis, std::string twin_name, int results_step)
+      : DetailsDialog(analysis, results_step, std::move(twin_name)) {}
 
-  AutomationObject& Automation() override { return twin_; }
-  int component() const { return component_; }
-  void set_component(int value) { component_ = value; }
-
-  bool VariableStatistics();
-  bool Close();
-
- private:
-  int component_ = 0;
-  int results_step_;
-  PLSDetails twin_;
+ protected:
+  int ComponentCount() const override;
+  /// R²X per predictor; R²Y, PRESS and Q² per dependent column.
+  void RouteStatistics(int component) override;
 };
 
 }  // namespace mspc

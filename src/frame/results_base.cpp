@@ -186,4 +186,45 @@ std::vector<AutomationCommand> ResultsTwin::ComponentCommands() {
   };
 }
 
+std::vector<AutomationProperty> DetailsTwin::Properties() {
+  return {
+      MakeProperty("Component", *this, &DetailsTwin::get_Component, &DetailsTwin::put_Component)};
+}
+
+std::vector<AutomationCommand> DetailsTwin::Commands() {
+  return {MakeCommand("VariableStatistics", *this, &DetailsTwin::VariableStatistics),
+          MakeCommand("Close", *this, &DetailsTwin::Close)};
+}
+
+int DetailsTwin::get_Component() const { return dialog_.component(); }
+void DetailsTwin::put_Component(int value) { dialog_.set_component(value); }
+
+bool DetailsTwin::VariableStatistics() {
+  return GuardCommand(dialog_.analysis(), [this] { return dialog_.VariableStatistics(); });
+}
+
+bool DetailsTwin::Close() {
+  return GuardCommand(dialog_.analysis(), [this] { return dialog_.Close(); });
+}
+
+bool DetailsDialog::VariableStatistics() {
+  const int components = ComponentCount();
+  if (components == 0) {
+    analysis().ShowMessage(MessageKind::kWarning, MessageId::kReportNeedsComponent);
+    return true;
+  }
+  const int component = component_ == 0 ? components : component_;
+  if (component < 1 || component > components) {
+    analysis().ShowMessage(MessageKind::kStop, MessageId::kDetailsComponentOutOfRange, components);
+    return false;
+  }
+  RouteStatistics(component);
+  return true;
+}
+
+bool DetailsDialog::Close() {
+  analysis().ExitDialog(results_step_, kDirectionBack, 0);
+  return true;
+}
+
 }  // namespace mspc

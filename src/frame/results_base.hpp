@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/analysis_dialog.hpp"
@@ -110,6 +111,63 @@ class ResultsTwin : public AutomationObject {
 
  private:
   ResultsDialog& dialog_;
+};
+
+class DetailsDialog;
+
+/// Automation twin of a Details dialog: per-variable statistics of one component.
+class DetailsTwin final : public AutomationObject {
+ public:
+  DetailsTwin(DetailsDialog& dialog, std::string name) : dialog_(dialog), name_(std::move(name)) {}
+
+  std::string TwinName() const override { return name_; }
+  std::vector<AutomationProperty> Properties() override;
+  std::vector<AutomationCommand> Commands() override;
+
+  /// The component the statistics are of (1-based); 0: the last stored component.
+  int get_Component() const;
+  void put_Component(int value);
+
+  /// The statistics of every variable for the component.
+  bool VariableStatistics();
+  /// Go back to the Results dialog.
+  bool Close();
+
+ private:
+  DetailsDialog& dialog_;
+  std::string name_;
+};
+
+/// What every Details dialog has: opened from a Results dialog and returning to it, it shows
+/// the statistics of every variable for one component of the current fitted model. A kind's
+/// dialog says how many components there are and routes the statistics.
+class DetailsDialog : public CAnalysisModelessDialog {
+ public:
+  /// `results_step`: the Results step Close returns to; `twin_name`: the automation name.
+  DetailsDialog(CMSPC& analysis, int results_step, std::string twin_name)
+      : CAnalysisModelessDialog(analysis),
+        results_step_(results_step),
+        twin_(*this, std::move(twin_name)) {}
+
+  AutomationObject& Automation() override { return twin_; }
+  int component() const { return component_; }
+  void set_component(int value) { component_ = value; }
+
+  /// Route the statistics of the chosen component (0: the last one). Without components a
+  /// warning says a component is needed; a component out of range stops the command.
+  bool VariableStatistics();
+  bool Close();
+
+ protected:
+  /// The components of the current fitted model; throws `AnalysisStop` when there is none.
+  virtual int ComponentCount() const = 0;
+  /// Route the statistics of every variable for `component` (1-based).
+  virtual void RouteStatistics(int component) = 0;
+
+ private:
+  int component_ = 0;
+  int results_step_;
+  DetailsTwin twin_;
 };
 
 }  // namespace mspc
