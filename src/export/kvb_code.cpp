@@ -14,6 +14,21 @@ namespace mspc {
 namespace {
 
 // The loop body that scales case i over its present cells, shared by every kind's program.
+// The SPE(Q) of case i from its deflated scaled cells.
+constexpr std::string_view kSPELines = R"(  SPE(i) = 0
+  For j = 1 To NumberOfVariables
+    If Present(j) = 1 Then SPE(i) = SPE(i) + Scaled(j) ^ 2
+  Next j
+)";
+
+// The T² control chart of the results, closing the routine.
+constexpr std::string_view kChartCallLines =
+    R"(TSquareControlChart Results, NumberOfComponents, TSControl, TSControlLimit, TSControlLine, _
+  TSWarning, TSWarningLimit, TSWarningLine
+End Sub
+
+)";
+
 constexpr std::string_view kScaleCaseLines = R"(  For j = 1 To NumberOfVariables
     Present(j) = 0
     Scaled(j) = 0
@@ -181,130 +196,6 @@ std::string KVBString(std::string_view text) {
   return literal + "\"";
 }
 
-std::string GeneratePCAKVBCode(const LoadedPCAModel& model) {
-  return GeneratePCATypeKVBCode(model, Line(MessageId::kKVBPCACommentTitle));
-}
-
-std::string GeneratePCATypeKVBCode(const LoadedPCAModel& model, const std::string& comment_title) {
-  const int variables = static_cast<int>(model.columns.size());
-  const int components = model.Components();
-  std::string code = KVBHeader(comment_title, model.title, model.data_source, {&model.fields});
-  code += Dim("NumberOfVariables", "Long");
-  code += Dim("NumberOfComponents", "Long");
-  code += FormatText("NumberOfVariables = %d\n", variables);
-  code += FormatText("NumberOfComponents = %d\n", components);
-  const int component_slots = components > 0 ? components : 1;
-  code += Dim(FormatText("Location(%d)", variables), "Long");
-  code += Dim(FormatText("Categorical(%d)", variables), "Integer");
-  code += Dim(FormatText("CategoryCode(%d)", variables), "Double");
-  code += Dim(FormatText("Means(%d)", variables), "Double");
-  code += Dim(FormatText("Scales(%d)", variables), "Double");
-  code += Dim(FormatText("Loadings(%d, %d)", variables, component_slots), "Double");
-  for (const char* name : {"XScoreStds",
-                           "XScoreControlUpper",
-                           "XScoreControlLower",
-                           "XScoreWarningUpper",
-                           "XScoreWarningLower"}) {
-    code += Dim(FormatText("%s(%d)", std::string(name), component_slots), "Double");
-  }
-  for (const char* name : {"TSControl", "TSWarning", "SPEControl", "SPEWarning"}) {
-    code += Dim(name, "Integer");
-  }
-  for (const char* name : {"TSControlLimit",
-                           "TSControlLine",
-                           "TSWarningLimit",
-                           "TSWarningLine",
-                           "SPEControlLimit",
-                           "SPEControlLine",
-                           "SPEWarningLimit",
-                           "SPEWarningLine"}) {
-    code += Dim(name, "Double");
-  }
-  for (int j = 0; j < variables; ++j) {
-    const DocumentColumn& column = model.columns[static_cast<std::size_t>(j)];
-    const DocumentField& field = model.fields[column.field];
-    code += FormatText("Location(%d) = %d\n", j + 1, field.location);
-    code += FormatText("Categorical(%d) = %d\n", j + 1, field.categorical ? 1 : 0);
-    code += FormatText("CategoryCode(%d) = %s\n", j + 1, Real(field.categorical ? column.code : 0));
-    code += FormatText("Means(%d) = %s\n", j + 1, Real(column.mean));
-    code += FormatText("Scales(%d) = %s\n", j + 1, Real(column.scale));
-    for (int a = 0; a < components; ++a) {
-      code += FormatText(
-          "Loadings(%d, %d) = %s\n",
-          j + 1,
-          a + 1,
-          Real(model.loadings(static_cast<std::size_t>(a), static_cast<std::size_t>(j))));
-    }
-  }
-  for (int a = 0; a < components; ++a) {
-    const ControlLimitSet& limits = model.scores[static_cast<std::size_t>(a)];
-    code += FormatMessage(MessageId::kKVBXScoreStds, a + 1, limits.standard_deviation) + "\n";
-    code += FormatMessage(MessageId::kKVBXScoreControlUpper, a + 1, limits.upper_control) + "\n";
-    code += FormatMessage(MessageId::kKVBXScoreControlLower, a + 1, limits.lower_control) + "\n";
-    if (limits.warning) {
-      code += FormatMessage(MessageId::kKVBXScoreWarningUpper, a + 1, limits.upper_warning) + "\n";
-      code += FormatMessage(MessageId::kKVBXScoreWarningLower, a + 1, limits.lower_warning) + "\n";
-    }
-  }
-  code += ChartSettings(model.t2, false);
-  code += ChartSettings(model.spe, true);
-  code += "\n'" + Line(MessageId::kKVBSection4);
-  code += R"(Dim NCases As Long
-Dim i As Long
-Dim j As Long
-Dim a As Long
-NCases = ss.NumberOfCases
-Dim Scaled() As Double
-Dim Present() As Integer
-Dim Scores() As Double
-Dim TSquare() As Double
-Dim SPE() As Double
-ReDim Scaled(NumberOfVariables)
-ReDim Present(NumberOfVariables)
-ReDim Scores(NCases, NumberOfComponents + 1)
-ReDim TSquare(NCases)
-ReDim SPE(NCases)
-For i = 1 To NCases
-)" + std::string(kScaleCaseLines) +
-          R"(  TSquare(i) = 0
-  For a = 1 To NumberOfComponents
-    Dim Numerator As Double
-    Dim Denominator As Double
-    Numerator = 0
-    Denominator = 0
-    For j = 1 To NumberOfVariables
-      If Present(j) = 1 Then
-        Numerator = Numerator + Scaled(j) * Loadings(j, a)
-        Denominator = Denominator + Loadings(j, a) * Loadings(j, a)
-      End If
-    Next j
-    Scores(i, a) = 0
-    If Denominator <> 0 Then Scores(i, a) = Numerator / Denominator
-    For j = 1 To NumberOfVariables
-      If Present(j) = 1 Then Scaled(j) = Scaled(j) - Scores(i, a) * Loadings(j, a)
-    Next j
-    If XScoreStds(a) <> 0 Then TSquare(i) = TSquare(i) + (Scores(i, a) / XScoreStds(a)) ^ 2
-  Next a
-  SPE(i) = 0
-  For j = 1 To NumberOfVariables
-    If Present(j) = 1 Then SPE(i) = SPE(i) + Scaled(j) ^ 2
-  Next j
-Next i
-Dim Results As Spreadsheet
-Set Results = NewSpreadsheet(NCases, 2)
-For i = 1 To NCases
-  Results.Value(i, 1) = TSquare(i)
-  Results.Value(i, 2) = SPE(i)
-Next i
-TSquareControlChart Results, NumberOfComponents, TSControl, TSControlLimit, TSControlLine, _
-  TSWarning, TSWarningLimit, TSWarningLine
-End Sub
-
-)";
-  code += KVBTail(MessageId::kKVBCheckPCA, {&model.fields});
-  return code;
-}
-
 namespace {
 
 // The score limit assignments of every component: "XScoreStds (1) = ..." and so on, or the
@@ -361,7 +252,119 @@ std::string BlockDeclarations(const std::string& prefix, int columns) {
   return code;
 }
 
+// The score limit arrays of one block ("X" or "Y") for `slots` components.
+std::string ScoreLimitDeclarations(const std::string& block, int slots) {
+  std::string code;
+  for (const char* name : {"ScoreStds",
+                           "ScoreControlUpper",
+                           "ScoreControlLower",
+                           "ScoreWarningUpper",
+                           "ScoreWarningLower"}) {
+    code += Dim(FormatText("%s%s(%d)", block, std::string(name), slots), "Double");
+  }
+  return code;
+}
+
+// The control settings of the T² and SPE(Q) charts.
+std::string ChartSettingDeclarations() {
+  std::string code;
+  for (const char* name : {"TSControl", "TSWarning", "SPEControl", "SPEWarning"}) {
+    code += Dim(name, "Integer");
+  }
+  for (const char* name : {"TSControlLimit",
+                           "TSControlLine",
+                           "TSWarningLimit",
+                           "TSWarningLine",
+                           "SPEControlLimit",
+                           "SPEControlLine",
+                           "SPEWarningLimit",
+                           "SPEWarningLine"}) {
+    code += Dim(name, "Double");
+  }
+  return code;
+}
+
 }  // namespace
+
+std::string GeneratePCAKVBCode(const LoadedPCAModel& model) {
+  return GeneratePCATypeKVBCode(model, Line(MessageId::kKVBPCACommentTitle));
+}
+
+std::string GeneratePCATypeKVBCode(const LoadedPCAModel& model, const std::string& comment_title) {
+  const int variables = static_cast<int>(model.columns.size());
+  const int components = model.Components();
+  std::string code = KVBHeader(comment_title, model.title, model.data_source, {&model.fields});
+  code += Dim("NumberOfVariables", "Long");
+  code += Dim("NumberOfComponents", "Long");
+  code += FormatText("NumberOfVariables = %d\n", variables);
+  code += FormatText("NumberOfComponents = %d\n", components);
+  const int component_slots = components > 0 ? components : 1;
+  code += BlockDeclarations("", variables);
+  code += Dim(FormatText("Loadings(%d, %d)", variables, component_slots), "Double");
+  code += ScoreLimitDeclarations("X", component_slots);
+  code += ChartSettingDeclarations();
+  code += BlockAssignments("", model.fields, model.columns);
+  for (int j = 0; j < variables; ++j) {
+    for (int a = 0; a < components; ++a) {
+      code += FormatText(
+          "Loadings(%d, %d) = %s\n",
+          j + 1,
+          a + 1,
+          Real(model.loadings(static_cast<std::size_t>(a), static_cast<std::size_t>(j))));
+    }
+  }
+  code += ScoreLimitAssignments(model.scores, false);
+  code += ChartSettings(model.t2, false);
+  code += ChartSettings(model.spe, true);
+  code += "\n'" + Line(MessageId::kKVBSection4);
+  code += R"(Dim NCases As Long
+Dim i As Long
+Dim j As Long
+Dim a As Long
+NCases = ss.NumberOfCases
+Dim Scaled() As Double
+Dim Present() As Integer
+Dim Scores() As Double
+Dim TSquare() As Double
+Dim SPE() As Double
+ReDim Scaled(NumberOfVariables)
+ReDim Present(NumberOfVariables)
+ReDim Scores(NCases, NumberOfComponents + 1)
+ReDim TSquare(NCases)
+ReDim SPE(NCases)
+For i = 1 To NCases
+)" + std::string(kScaleCaseLines) +
+          R"(  TSquare(i) = 0
+  For a = 1 To NumberOfComponents
+    Dim Numerator As Double
+    Dim Denominator As Double
+    Numerator = 0
+    Denominator = 0
+    For j = 1 To NumberOfVariables
+      If Present(j) = 1 Then
+        Numerator = Numerator + Scaled(j) * Loadings(j, a)
+        Denominator = Denominator + Loadings(j, a) * Loadings(j, a)
+      End If
+    Next j
+    Scores(i, a) = 0
+    If Denominator <> 0 Then Scores(i, a) = Numerator / Denominator
+    For j = 1 To NumberOfVariables
+      If Present(j) = 1 Then Scaled(j) = Scaled(j) - Scores(i, a) * Loadings(j, a)
+    Next j
+    If XScoreStds(a) <> 0 Then TSquare(i) = TSquare(i) + (Scores(i, a) / XScoreStds(a)) ^ 2
+  Next a
+)" + std::string(kSPELines) +
+          R"(Next i
+Dim Results As Spreadsheet
+Set Results = NewSpreadsheet(NCases, 2)
+For i = 1 To NCases
+  Results.Value(i, 1) = TSquare(i)
+  Results.Value(i, 2) = SPE(i)
+Next i
+)" + std::string(kChartCallLines);
+  code += KVBTail(MessageId::kKVBCheckPCA, {&model.fields});
+  return code;
+}
 
 std::string GeneratePLSKVBCode(const LoadedPLSModel& model) {
   return GeneratePLSTypeKVBCode(model, "'" + Line(MessageId::kPLSKVBTitle));
@@ -388,28 +391,9 @@ std::string GeneratePLSTypeKVBCode(const LoadedPLSModel& model, const std::strin
   code += Dim(FormatText("Loadings(%d, %d)", predictors, slots), "Double");
   code += Dim(FormatText("YLoadings(%d, %d)", dependents, slots), "Double");
   code += Dim(FormatText("Inner(%d)", slots), "Double");
-  for (const char* block : {"X", "Y"}) {
-    for (const char* name : {"ScoreStds",
-                             "ScoreControlUpper",
-                             "ScoreControlLower",
-                             "ScoreWarningUpper",
-                             "ScoreWarningLower"}) {
-      code += Dim(FormatText("%s%s(%d)", std::string(block), std::string(name), slots), "Double");
-    }
-  }
-  for (const char* name : {"TSControl", "TSWarning", "SPEControl", "SPEWarning"}) {
-    code += Dim(name, "Integer");
-  }
-  for (const char* name : {"TSControlLimit",
-                           "TSControlLine",
-                           "TSWarningLimit",
-                           "TSWarningLine",
-                           "SPEControlLimit",
-                           "SPEControlLine",
-                           "SPEWarningLimit",
-                           "SPEWarningLine"}) {
-    code += Dim(name, "Double");
-  }
+  code += ScoreLimitDeclarations("X", slots);
+  code += ScoreLimitDeclarations("Y", slots);
+  code += ChartSettingDeclarations();
   code += BlockAssignments("", model.predictor_fields, model.predictor_columns);
   code += BlockAssignments("Y", model.dependent_fields, model.dependent_columns);
   for (int a = 0; a < components; ++a) {
@@ -478,11 +462,8 @@ For i = 1 To NCases
     Next k
     If XScoreStds(a) <> 0 Then TSquare(i) = TSquare(i) + (Score / XScoreStds(a)) ^ 2
   Next a
-  SPE(i) = 0
-  For j = 1 To NumberOfVariables
-    If Present(j) = 1 Then SPE(i) = SPE(i) + Scaled(j) ^ 2
-  Next j
-  For k = 1 To NumberOfDependents
+)" + std::string(kSPELines) +
+          R"(  For k = 1 To NumberOfDependents
     Predicted(i, k) = Predicted(i, k) * IIf(YScales(k) <> 0, YScales(k), 1) + YMeans(k)
   Next k
 Next i
@@ -495,11 +476,7 @@ For i = 1 To NCases
     Results.Value(i, 2 + k) = Predicted(i, k)
   Next k
 Next i
-TSquareControlChart Results, NumberOfComponents, TSControl, TSControlLimit, TSControlLine, _
-  TSWarning, TSWarningLimit, TSWarningLine
-End Sub
-
-)";
+)" + std::string(kChartCallLines);
   code += KVBTail(MessageId::kKVBCheckPLS, {&model.predictor_fields});
   return code;
 }
