@@ -141,6 +141,22 @@ void AppendDataFields(const std::vector<DocumentField>& fields,
   }
 }
 
+namespace {
+
+// Add the category `code` of a categorical `variable` to its document field, with its label.
+void AddCategory(const VariableInfo& variable, double code, DocumentField& field) {
+  std::string label;
+  for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
+    if (variable.category_codes[c] == code && c < variable.category_labels.size()) {
+      label = variable.category_labels[c];
+    }
+  }
+  field.category_codes.push_back(code);
+  field.category_labels.push_back(label);
+}
+
+}  // namespace
+
 std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
                                            const std::vector<bool>& excluded_columns,
                                            std::span<const double> means,
@@ -169,14 +185,7 @@ std::vector<std::size_t> AppendBlockFields(const WorkingData& data,
     column.scale = scales[col];
     if (variable.categorical) {
       column.code = data.column_code[col];
-      std::string label;
-      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-        if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
-          label = variable.category_labels[c];
-        }
-      }
-      field.category_codes.push_back(column.code);
-      field.category_labels.push_back(label);
+      AddCategory(variable, column.code, field);
     }
     columns.push_back(column);
     model_columns.push_back(col);
@@ -201,16 +210,7 @@ void AppendTimeColumns(const WorkingData& block,
     DocumentColumn column;
     column.field = variables.size() - 1;
     column.code = block.column_code[j];
-    if (field.categorical) {
-      std::string label;
-      for (std::size_t c = 0; c < variable.category_codes.size(); ++c) {
-        if (variable.category_codes[c] == column.code && c < variable.category_labels.size()) {
-          label = variable.category_labels[c];
-        }
-      }
-      field.category_codes.push_back(column.code);
-      field.category_labels.push_back(label);
-    }
+    if (field.categorical) AddCategory(variable, column.code, field);
     columns.push_back(column);
   }
 }
