@@ -27,6 +27,12 @@ std::string DemoDataPath() {
 }
 
 // --format of a command that writes reports; the value is checked as it is read.
+// `--save NAME`: the fit also writes its model document, for `monitor` to load later.
+void AddSaveOption(CLI::App* command, std::string* save) {
+  command->add_option(
+      "--save", *save, "Also save the model document as NAME.pmml in the output folder");
+}
+
 void AddFormatOption(CLI::App* command, mspc::platform::OutputFormats* formats) {
   command
       ->add_option_function<std::string>(
@@ -93,6 +99,7 @@ CLI::App* AddBatchFit(CLI::App* fit,
   command->add_option("--warning", arguments->warning, "Warning limit, percent (0: none)");
   command->add_option(
       "--trajectory", arguments->trajectory, "Variable of the trajectory report (default: first)");
+  AddSaveOption(command, &arguments->save);
   command->add_option("--out", request->out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(command, &request->formats);
   return command;
@@ -139,6 +146,7 @@ int main(int argc, char** argv) {
   fit->add_option("--epsilon", fit_arguments.epsilon, "Convergence criterion (0-1)");
   fit->add_option("--control", fit_arguments.control, "T² and SPE(Q) control limit, percent");
   fit->add_option("--warning", fit_arguments.warning, "Warning limit, percent (0: none)");
+  AddSaveOption(fit, &fit_arguments.save);
   fit->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
   AddFormatOption(fit, &request.formats);
 
@@ -166,6 +174,7 @@ int main(int argc, char** argv) {
   fit_pls->add_option("--epsilon", pls_arguments.epsilon, "Convergence criterion (0-1)");
   fit_pls->add_option("--control", pls_arguments.control, "T² and SPE(Q) control limit, percent");
   fit_pls->add_option("--warning", pls_arguments.warning, "Warning limit, percent (0: none)");
+  AddSaveOption(fit_pls, &pls_arguments.save);
   fit_pls->add_option("--out", request.out_dir, "Folder for the reports")->capture_default_str();
 
   mspc::platform::FitBatchArguments tmpca_arguments;

@@ -83,6 +83,20 @@ Settings ChartLimitSettings(const Arguments& arguments) {
   return results;
 }
 
+// The Results entry of a fit: its settings and reports and, when the model is to be saved, the
+// export of its document under that name.
+template <typename Arguments>
+ScriptEntry ResultsEntry(std::string dialog,
+                         const Arguments& arguments,
+                         Settings results,
+                         std::vector<std::string> reports) {
+  if (!arguments.save.empty()) {
+    results.emplace_back("ExportFileName", arguments.save);
+    reports.push_back("CodeGeneratorPMML");
+  }
+  return Entry(std::move(dialog), std::move(results), std::move(reports));
+}
+
 }  // namespace
 
 const std::vector<std::string>& CommonPCAReports() {
@@ -106,9 +120,10 @@ Script BuildFitPCAScript(const FitPCAArguments& arguments) {
   AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
-  script.steps = {ChoosePCA(),
-                  Entry(kStartupDialog, std::move(startup), {"OK"}),
-                  Entry("PCAResults", ChartLimitSettings(arguments), CommonPCAReports())};
+  script.steps = {
+      ChoosePCA(),
+      Entry(kStartupDialog, std::move(startup), {"OK"}),
+      ResultsEntry("PCAResults", arguments, ChartLimitSettings(arguments), CommonPCAReports())};
   NumberEntries(script);
   return script;
 }
@@ -143,9 +158,10 @@ Script BuildFitPLSScript(const FitPLSArguments& arguments) {
   AddFitOptions(arguments, startup);
   Script script;
   script.data = arguments.data;
-  script.steps = {Entry("MSPCStartup", {{"SelectedKind", kPLSRow}}, {"OK"}),
-                  Entry("PLSStartup", std::move(startup), {"OK"}),
-                  Entry("PLSResults", ChartLimitSettings(arguments), CommonPLSReports())};
+  script.steps = {
+      Entry("MSPCStartup", {{"SelectedKind", kPLSRow}}, {"OK"}),
+      Entry("PLSStartup", std::move(startup), {"OK"}),
+      ResultsEntry("PLSResults", arguments, ChartLimitSettings(arguments), CommonPLSReports())};
   NumberEntries(script);
   return script;
 }
@@ -246,9 +262,11 @@ Script BuildFitBatchScript(const FitBatchArguments& arguments) {
 
   Script script;
   script.data = arguments.data;
-  script.steps = {Entry("MSPCStartup", {{"SelectedKind", names.row}}, {"OK"}),
-                  Entry(names.startup, std::move(startup), {"OK"}),
-                  Entry(names.results, std::move(results), CommonBatchReports(arguments.kind))};
+  script.steps = {
+      Entry("MSPCStartup", {{"SelectedKind", names.row}}, {"OK"}),
+      Entry(names.startup, std::move(startup), {"OK"}),
+      ResultsEntry(
+          names.results, arguments, std::move(results), CommonBatchReports(arguments.kind))};
   NumberEntries(script);
   return script;
 }

@@ -22,6 +22,7 @@ struct FitPCAArguments {
   std::optional<double> epsilon;
   std::optional<double> control;  // T² and SPE(Q) control limit, percent
   std::optional<double> warning;  // warning limit, percent; 0 draws no warning line
+  std::string save;  // save the model document as this name (.pmml) in the output folder
 };
 
 /// The Results commands of a `fit` run: summary, eigenvalues and scree plot, loadings, scores,
@@ -49,6 +50,7 @@ struct FitPLSArguments {
   std::optional<double> epsilon;
   std::optional<double> control;
   std::optional<double> warning;
+  std::string save;  // save the model document as this name (.pmml) in the output folder
 };
 
 /// The PLS Results commands of a `fit pls` run: summary, descriptive statistics, X weights,
@@ -87,6 +89,7 @@ struct FitBatchArguments {
   std::optional<double> control;
   std::optional<double> warning;
   std::string trajectory;  // TMPCA: the variable of the trajectory reports; empty: the first
+  std::string save;        // save the model document as this name (.pmml) in the output folder
 };
 
 /// The Results commands of `fit tmpca`: summary, eigenvalues, scores, loading curves, T² and

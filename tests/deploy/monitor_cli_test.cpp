@@ -92,6 +92,23 @@ void ExpectSameSeries(const json& before, const json& after, const std::string& 
   }
 }
 
+// The T² and SPE(Q) charts of `monitored` carry the values and lines of those of `fitted`.
+void ExpectSameCharts(const json& fitted, const json& monitored) {
+  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
+    const auto before = Graphs(fitted, title);
+    const auto after = Graphs(monitored, title);
+    ASSERT_EQ(before.size(), 1u) << title;
+    ASSERT_EQ(after.size(), 1u) << title;
+    const auto y0 = (*before[0])["series"][0]["y"].get<std::vector<double>>();
+    const auto y1 = (*after[0])["series"][0]["y"].get<std::vector<double>>();
+    ASSERT_EQ(y0.size(), y1.size());
+    for (std::size_t i = 0; i < y0.size(); ++i) {
+      EXPECT_NEAR(y1[i], y0[i], 1e-10 * std::max(1.0, std::fabs(y0[i]))) << title << " " << i;
+    }
+    EXPECT_EQ((*after[0])["lines"].size(), (*before[0])["lines"].size());
+  }
+}
+
 // Fit by `steps` (a script's steps that end in the Results dialog's T² and SPE(Q) charts and
 // the export of "plant.pmml"), then monitor the same table with the saved model: the charts
 // come back with the same values and lines; so do the graphs titled `same_graphs`.
@@ -117,19 +134,7 @@ void ExpectMonitorReproducesTheFit(const std::string& steps,
       << ReadText(folder.File("stderr.txt"));
   const json fitted = Reports(fit_out);
   const json deployed = Reports(monitor_out);
-  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
-    const auto before = Graphs(fitted, title);
-    const auto after = Graphs(deployed, title);
-    ASSERT_EQ(before.size(), 1u) << title;
-    ASSERT_EQ(after.size(), 1u) << title;
-    const auto y0 = (*before[0])["series"][0]["y"].get<std::vector<double>>();
-    const auto y1 = (*after[0])["series"][0]["y"].get<std::vector<double>>();
-    ASSERT_EQ(y0.size(), y1.size());
-    for (std::size_t i = 0; i < y0.size(); ++i) {
-      EXPECT_NEAR(y1[i], y0[i], 1e-10 * std::max(1.0, std::fabs(y0[i]))) << title << " " << i;
-    }
-    EXPECT_EQ((*after[0])["lines"].size(), (*before[0])["lines"].size());
-  }
+  ExpectSameCharts(fitted, deployed);
   for (const std::string& title : same_graphs) ExpectSameSeries(fitted, deployed, title);
 }
 
@@ -170,6 +175,31 @@ TEST(CommandLineMonitor, BatchPLSModelsReproduceTheChartsOfTheirFit) {
      "do": ["TSquareChart", "SPEQChart", "ScoreControlChart", "CodeGeneratorPMML"]})",
       true,
       {"SPE(Q) by time", "Trajectory plot of t1"});
+}
+
+TEST(CommandLineMonitor, AFitSavesItsModelForMonitoringWhenAskedTo) {
+  TempFolder folder;
+  const std::string data =
+      folder.Write("plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), false));
+  const std::string fit_out = folder.File("fit");
+  ASSERT_EQ(RunCli(folder,
+                   "fit pca --data " + Quoted(data) + " --components 2 --save plant --out " +
+                       Quoted(fit_out)),
+            0)
+      << ReadText(folder.File("stderr.txt"));
+  const std::string monitor_out = folder.File("monitor");
+  ASSERT_EQ(RunCli(folder,
+                   "monitor --model " + Quoted(fit_out + "/plant.pmml") + " --data " +
+                       Quoted(data) + " --out " + Quoted(monitor_out)),
+            0)
+      << ReadText(folder.File("stderr.txt"));
+  ExpectSameCharts(Reports(fit_out), Reports(monitor_out));
+  // Without --save nothing but the reports is written.
+  const std::string plain_out = folder.File("plain");
+  ASSERT_EQ(RunCli(folder, "fit pca --data " + Quoted(data) + " --out " + Quoted(plain_out)), 0);
+  for (const auto& entry : std::filesystem::directory_iterator(plain_out)) {
+    EXPECT_NE(entry.path().extension(), ".pmml") << entry.path();
+  }
 }
 
 TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {
