@@ -33,6 +33,7 @@ TEST(FuzzCorpus, EverySeedAndReproducerRunsThroughItsTarget) {
   EXPECT_GT(Replay("model_document", fuzz::ModelDocument), 0);
   EXPECT_GT(Replay("csv_reader", fuzz::CsvText), 0);
   EXPECT_GT(Replay("script_parser", fuzz::ScriptText), 0);
+  EXPECT_GT(Replay("fit_table", fuzz::FitTable), 0);
 }
 
 }  // namespace
