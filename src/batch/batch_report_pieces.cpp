@@ -7,6 +7,8 @@
 #include "batch/unfolding.hpp"
 #include "frame/report_pieces.hpp"
 #include "frame/working_data.hpp"
+#include "models/missing.hpp"
+#include "pca/contributions.hpp"
 
 namespace mspc {
 
@@ -53,6 +55,31 @@ Spreadsheet DescriptiveStatisticsOverTime(const BatchData& batches,
     sheet.rows.push_back(std::move(row));
   }
   return sheet;
+}
+
+Graph BatchScoreContributionOverTime(const BatchData& data,
+                                     const std::vector<double>& by_column,
+                                     int components,
+                                     int case_number,
+                                     const std::string& batch,
+                                     int component,
+                                     std::size_t variable) {
+  const std::string& name = data.process_columns[variable].name;
+  Graph graph;
+  graph.type = GraphType::kLine;
+  graph.title = FormatMessage(MessageId::kBatchScoreContributionTitle, component, name, batch);
+  graph.subtitles.push_back(ComponentsSubtitle(components));
+  graph.x_label = std::string(MessageText(MessageId::kTimeHeader));
+  graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
+  GraphSeries series{ScoreContributionSeries(case_number, batch), {}, {}, {}};
+  for (std::size_t time = 0; time < data.num_times; ++time) {
+    const std::size_t col = time * data.columns_per_time + variable;
+    series.x.push_back(static_cast<double>(time + 1));
+    series.y.push_back(col < by_column.size() ? by_column[col] : kMissingValue);
+    series.labels.push_back(TimeName(data, time));
+  }
+  graph.series.push_back(std::move(series));
+  return graph;
 }
 
 }  // namespace mspc

@@ -23,4 +23,15 @@ Spreadsheet DescriptiveStatisticsOverTime(const BatchData& batches,
                                           const WorkingData& data,
                                           const std::vector<std::size_t>& columns);
 
+/// The score contribution of one process variable (0 <= variable < J) of one batch, followed
+/// over the times: `by_column[k × J + variable]` at time k (not-a-number for a removed column),
+/// titled with the component, the variable and the batch (`batch`, case number `case_number`).
+Graph BatchScoreContributionOverTime(const BatchData& data,
+                                     const std::vector<double>& by_column,
+                                     int components,
+                                     int case_number,
+                                     const std::string& batch,
+                                     int component,
+                                     std::size_t variable);
+
 }  // namespace mspc

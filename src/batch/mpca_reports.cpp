@@ -446,26 +446,18 @@ Graph TMPCABatchScoreContribution(const CMPCAModel& model,
                                   int component,
                                   std::size_t variable) {
   const PCAEngine& engine = model.engine();
-  const BatchData& data = model.batch_data();
   const std::vector<double> contribution = ComputeScoreContribution(engine, row, component);
-  const std::string batch = CaseLabel(model.working_data(), row);
-  const std::string& name = data.process_columns[variable].name;
-  Graph graph;
-  graph.type = GraphType::kLine;
-  graph.title = FormatMessage(MessageId::kBatchScoreContributionTitle, component, name, batch);
-  graph.subtitles.push_back(ComponentsSubtitle(engine.ComponentCount()));
-  graph.x_label = Text(MessageId::kTimeHeader);
-  graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
-  GraphSeries series{
-      ScoreContributionSeries(CaseNumber(model.working_data(), row), batch), {}, {}, {}};
-  for (std::size_t time = 0; time < data.num_times; ++time) {
-    const std::size_t col = time * data.columns_per_time + variable;
-    series.x.push_back(static_cast<double>(time + 1));
-    series.y.push_back(ModelValue(engine, contribution, col));
-    series.labels.push_back(TimeName(data, time));
+  std::vector<double> by_column(contribution.size());
+  for (std::size_t col = 0; col < by_column.size(); ++col) {
+    by_column[col] = ModelValue(engine, contribution, col);
   }
-  graph.series.push_back(std::move(series));
-  return graph;
+  return BatchScoreContributionOverTime(model.batch_data(),
+                                        by_column,
+                                        engine.ComponentCount(),
+                                        CaseNumber(model.working_data(), row),
+                                        CaseLabel(model.working_data(), row),
+                                        component,
+                                        variable);
 }
 
 Spreadsheet TMPCATrajectorySpreadsheet(const CMPCAModel& model, std::size_t variable) {

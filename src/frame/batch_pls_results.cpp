@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "batch/batch_report_pieces.hpp"
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "frame/batch_plot_properties.hpp"
@@ -339,6 +340,27 @@ bool CTMPLSResults::SpreadsheetOfImportanceOfPredictors() {
   if (!CPLSResults::SpreadsheetOfImportanceOfPredictors()) return false;
   if (model().engine().ComponentCount() == 0) return true;
   Route(BatchVariableImportance(report_data(), model().report_options().sort_by_importance));
+  return true;
+}
+
+bool CTMPLSResults::ContributionPlot() {
+  if (!CPLSResults::ContributionPlot()) return false;
+  if (model().engine().ComponentCount() == 0) return true;
+  std::size_t row = 0;
+  std::vector<int> components;
+  std::size_t variable = 0;
+  if (!ResolveContribution(row, components) || !ResolveTrajectoryVariable(variable)) return false;
+  const CMPLSModel& fitted = batch_model();
+  const WorkingData& predictors = fitted.predictors();
+  for (const int component : components) {
+    Route(BatchScoreContributionOverTime(batch_data(),
+                                         PLSScoreContributions(fitted.engine(), row, component),
+                                         fitted.engine().ComponentCount(),
+                                         CaseNumber(predictors, row),
+                                         CaseLabel(predictors, row),
+                                         component,
+                                         variable));
+  }
   return true;
 }
 

@@ -111,6 +111,9 @@ class CTMPLSResults final : public CBatchPLSResults {
   bool DescriptiveStatistics() override;
   /// The importance of every predictor column, then of every process variable over time.
   bool SpreadsheetOfImportanceOfPredictors() override;
+  /// The PLS contribution plots, then per plotted component the score contribution of the
+  /// trajectory variable over the batch's times.
+  bool ContributionPlot() override;
 
  protected:
   int DetailsStep() const override;

@@ -81,7 +81,7 @@ class CPLSResults : public ResultsDialog {
   bool BarChartOfDToModel();
   bool ScoreControlSpreadsheet();
   bool ContributionSpreadsheet();
-  bool ContributionPlot();
+  virtual bool ContributionPlot();
   bool Details();
   bool CodeGeneratorPMML();
   bool CodeGeneratorCLang();

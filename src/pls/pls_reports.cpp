@@ -652,4 +652,8 @@ std::vector<Spreadsheet> PLSVariableStatistics(const PLSReportData& data, int co
   return {std::move(x), std::move(y)};
 }
 
+std::vector<double> PLSScoreContributions(const PLSEngine& engine, std::size_t row, int component) {
+  return ScoreContributionValues(engine, row, component);
+}
+
 }  // namespace mspc

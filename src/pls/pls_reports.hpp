@@ -92,6 +92,9 @@ Spreadsheet PLSScoreContributionSpreadsheet(const PLSReportData& data,
 Graph PLSScoreContributionPlot(const PLSReportData& data, std::size_t row, int component);
 Spreadsheet PLSSPEContributionSpreadsheet(const PLSReportData& data, std::size_t row);
 Graph PLSSPEContributionPlot(const PLSReportData& data, std::size_t row);
+/// The score contributions x_j r_aj of case `row` to component `component` (1-based), one per
+/// X column, not-a-number for a removed column.
+std::vector<double> PLSScoreContributions(const PLSEngine& engine, std::size_t row, int component);
 
 /// The PLS Details reports of component `component` (1-based): R²X and R²X(Cumul.) per
 /// predictor; R²Y, R²Y(Cumul.), PRESS and Q² per dependent column.
