@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <typeindex>
 #include <typeinfo>
 #include <vector>
@@ -30,20 +31,11 @@ struct MSPCStartupFixture {
   CMSPC analysis;
 };
 
-TEST(MSPCStartupList, AFreshAnalysisSelectsPCA) {
+TEST(MSPCStartupList, PCAFirstThenTheRowChosenLastIsSelected) {
   MSPCStartupFixture fixture;
   fixture.Attach();
-  AutomationObject& twin = fixture.Open();
-  EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
-  ASSERT_TRUE(fake::Run(twin, "OK"));
-  EXPECT_EQ(typeid(*fixture.analysis.CurrentModel()), typeid(CPCAModel));
-  EXPECT_EQ(fixture.host.steps.LastExit()->next_step, 102);
-}
-
-TEST(MSPCStartupList, ReopeningSelectsTheRowChosenLast) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{4});
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.Open(), "SelectedKind")), 1);
+  fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{4});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
   AutomationObject& reopened = fixture.Open();
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(reopened, "SelectedKind")), 4);
@@ -77,6 +69,7 @@ struct RowCase {
   bool simple;
   std::type_index model;
   int next_step;
+  std::string twin;  // of the Startup step
 };
 
 void PrintTo(const RowCase& c, std::ostream* out) {
@@ -100,6 +93,8 @@ TEST_P(MSPCStartupRow, OKMakesTheModelOfTheRowAndMovesToItsStartup) {
   EXPECT_EQ(exit->next_step, c.next_step);
   EXPECT_EQ(exit->direction, kDirectionForward);
   EXPECT_EQ(exit->flags, 0);
+  EXPECT_EQ(fixture.host.steps.RunStep(c.next_step), kDialogOpened);
+  EXPECT_EQ(fixture.host.steps.Twin().TwinName(), c.twin);
 }
 
 std::vector<RowCase> RowCases() {
@@ -111,24 +106,24 @@ std::vector<RowCase> RowCases() {
   const std::type_index bmpls = typeid(CBMPLSModel);
   const std::type_index hierarchical = typeid(CHierarchicalModel);
   return {
-      {0, false, deploy, 120},
-      {1, false, pca, 102},
-      {2, false, pls, 111},
-      {3, false, bmpls, 117},
-      {4, false, tmpca, 105},
-      {5, false, tmpls, 114},
-      {6, false, hierarchical, 122},
-      {7, false, pca, 102},
-      {-1, false, pca, 102},
-      {0, true, deploy, 120},
-      {1, true, pca, 102},
-      {2, true, pls, 111},
+      {0, false, deploy, 120, "MSPCDeployment"},
+      {1, false, pca, 102, "PCAStartup"},
+      {2, false, pls, 111, "PLSStartup"},
+      {3, false, bmpls, 117, "BMPLSStartup"},
+      {4, false, tmpca, 105, "TMPCAStartup"},
+      {5, false, tmpls, 114, "TMPLSStartup"},
+      {6, false, hierarchical, 122, "HierarchicalStartup"},
+      {7, false, pca, 102, "PCAStartup"},
+      {-1, false, pca, 102, "PCAStartup"},
+      {0, true, deploy, 120, "MSPCDeployment"},
+      {1, true, pca, 102, "PCAStartup"},
+      {2, true, pls, 111, "PLSStartup"},
       // The simple analysis reads rows 3 to 5 in another order than the full one.
-      {3, true, tmpca, 105},
-      {4, true, tmpls, 114},
-      {5, true, bmpls, 117},
-      {6, true, hierarchical, 122},
-      {42, true, pca, 102},
+      {3, true, tmpca, 105, "TMPCAStartup"},
+      {4, true, tmpls, 114, "TMPLSStartup"},
+      {5, true, bmpls, 117, "BMPLSStartup"},
+      {6, true, hierarchical, 122, "HierarchicalStartup"},
+      {42, true, pca, 102, "PCAStartup"},
   };
 }
 

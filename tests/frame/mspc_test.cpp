@@ -82,28 +82,6 @@ TEST(AnalysisStepTable, StartupStepsOpenTheirDialogOnlyOverAModelOfTheirKind) {
   EXPECT_EQ(fixture.host.steps.Twin().TwinName(), "PLSStartup");
 }
 
-TEST(AnalysisStepTable, EachStartupStepOpensItsOwnTwin) {
-  struct Case {
-    int row;
-    int step;
-    const char* twin;
-  };
-  const Case cases[] = {{0, 120, "MSPCDeployment"},
-                        {1, 102, "PCAStartup"},
-                        {2, 111, "PLSStartup"},
-                        {3, 117, "BMPLSStartup"},
-                        {4, 105, "TMPCAStartup"},
-                        {5, 114, "TMPLSStartup"},
-                        {6, 122, "HierarchicalStartup"}};
-  for (const Case& c : cases) {
-    AttachedAnalysis fixture;
-    fixture.Choose(c.row);
-    EXPECT_EQ(fixture.host.steps.LastExit()->next_step, c.step);
-    EXPECT_EQ(fixture.host.steps.RunStep(c.step), kDialogOpened) << "row " << c.row;
-    EXPECT_EQ(fixture.host.steps.Twin().TwinName(), c.twin);
-  }
-}
-
 TEST(AnalysisStepTable, ResultsAndDetailsStayClosedWithoutAFittedModel) {
   AttachedAnalysis fixture;
   fixture.Choose(1);
