@@ -10,6 +10,7 @@
 #include "frame/mspc.hpp"
 #include "frame/steps.hpp"
 #include "pca/pca_test_support.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/fake_host.hpp"
 #include "support/recording_host.hpp"
@@ -22,42 +23,13 @@ constexpr std::size_t kBatches = 12;
 constexpr std::size_t kTimes = 5;
 constexpr std::size_t kVariables = 3;
 
-// Write an unfolded matrix (batches × (time, variable)) out as a long table. Cases run
-// time-major and batches backwards, so neither order of the table is the order of the matrix;
-// batch i has the code 100 + i and time k the code 10 (k + 1).
-void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table) {
-  std::vector<double> batch, time;
-  std::vector<std::vector<double>> values(kVariables);
-  for (std::size_t k = 0; k < kTimes; ++k) {
-    for (std::size_t i = kBatches; i-- > 0;) {
-      batch.push_back(100.0 + static_cast<double>(i));
-      time.push_back(10.0 * static_cast<double>(k + 1));
-      for (std::size_t j = 0; j < kVariables; ++j) {
-        values[j].push_back(unfolded(i, k * kVariables + j));
-      }
-    }
-  }
-  table.AddVariable("batch", batch);
-  table.AddVariable("time", time);
-  for (std::size_t j = 0; j < kVariables; ++j) {
-    table.AddVariable("x" + std::to_string(j + 1), values[j]);
-  }
-}
-
 class TimeWisePCATest : public ::testing::Test {
  protected:
   TimeWisePCATest()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 29)) {
-    WriteLongTable(unfolded_, table_);
+    testing::WriteLongTable(unfolded_, kVariables, table_);
     analysis_.InitCommons(host_.Services(&table_, true));
-    options_.batch_variable = "batch";
-    options_.time_variable = "time";
     options_.variables = {"x1", "x2", "x3"};
-    options_.component_mode = ComponentMode::FixedNumberOfComponents;
-    options_.num_components = 2;
-    options_.cross_validation = CrossValidationMethod::CrossValidationOff;
-    options_.convergence_criterion = 1e-14;
-    options_.max_iterations = 1000;
   }
 
   void Fit() {
@@ -69,7 +41,7 @@ class TimeWisePCATest : public ::testing::Test {
   FakeDataTable table_;
   RecordingHost host_;
   CAnalysisSupport analysis_;
-  StartupOptions options_;
+  StartupOptions options_ = testing::BatchOptions();
   CMPCAModel model_{&analysis_};
 };
 
@@ -153,7 +125,7 @@ TEST_F(TimeWisePCATest, RemovedColumnsAndMissingCellsKeepTheirTrajectories) {
   for (std::size_t i = 0; i < kBatches; ++i) changed(i, 0) = 7.0;
   changed(3, 2 * kVariables + 1) = kMissingValue;
   FakeDataTable table;
-  WriteLongTable(changed, table);
+  testing::WriteLongTable(changed, kVariables, table);
   analysis_.SetInputTable(&table);
   options_.auto_remove_variables = true;
   Fit();
@@ -190,7 +162,7 @@ TEST_F(TimeWisePCATest, AFailedRunLeavesNoFit) {
 TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
   const DMatrix unfolded = testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3);
   FakeDataTable table;
-  WriteLongTable(unfolded, table);
+  testing::WriteLongTable(unfolded, kVariables, table);
   fake::FakeStepMachinery steps;
   RecordingHost host;
   HostServices services = host.Services(&table, true);

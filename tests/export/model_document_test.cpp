@@ -19,6 +19,7 @@
 namespace mspc {
 namespace {
 
+using testing::Parse;
 const XmlElement* Child(const XmlElement& element, const std::string& name) {
   for (const XmlElement& child : element.children) {
     if (child.name == name) return &child;
@@ -38,13 +39,6 @@ double Number(const XmlElement& element, const std::string& attribute) {
   const std::string* value = element.Attribute(attribute);
   EXPECT_NE(value, nullptr) << element.name << " has no " << attribute;
   return value == nullptr ? std::nan("") : std::strtod(value->c_str(), nullptr);
-}
-
-XmlElement Parse(const std::string& text) {
-  const platform::PugiXmlParser parser;
-  XmlLoadResult result = parser.LoadText(text, /*prohibit_dtd=*/true);
-  EXPECT_TRUE(result.loaded) << result.error;
-  return result.root;
 }
 
 TEST(ModelDocumentText, NumbersHaveFourteenDecimalsAndASignedExponent) {

@@ -17,6 +17,7 @@
 #include "platform/boost_probability.hpp"
 #include "platform/pugi_xml_parser.hpp"
 #include "platform/temp_folder.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
 
@@ -33,36 +34,13 @@ class TMPCAExport : public ::testing::Test {
  protected:
   TMPCAExport()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 8)) {
-    std::vector<double> batch;
-    std::vector<double> time;
-    std::vector<std::vector<double>> values(kVariables);
-    for (std::size_t i = 0; i < kBatches; ++i) {
-      for (std::size_t k = 0; k < kTimes; ++k) {
-        batch.push_back(static_cast<double>(i + 1));
-        time.push_back(10.0 * static_cast<double>(k + 1));
-        for (std::size_t j = 0; j < kVariables; ++j) {
-          values[j].push_back(unfolded_(i, k * kVariables + j));
-        }
-      }
-    }
-    table_.AddVariable("batch", batch);
-    table_.AddVariable("time", time);
-    for (std::size_t j = 0; j < kVariables; ++j) {
-      table_.AddVariable("x" + std::to_string(j + 1), values[j]);
-    }
+    testing::WriteLongTable(unfolded_, kVariables, table_, testing::LongTableLayout(1, 10, false));
     HostServices services = host_.Services(&table_, true);
     services.xml = &parser_;
     services.probability = &probability_;
     analysis_.InitCommons(services);
-    StartupOptions options;
-    options.batch_variable = "batch";
-    options.time_variable = "time";
+    StartupOptions options = testing::BatchOptions();
     options.variables = {"x1", "x2", "x3"};
-    options.component_mode = ComponentMode::FixedNumberOfComponents;
-    options.num_components = 2;
-    options.cross_validation = CrossValidationMethod::CrossValidationOff;
-    options.convergence_criterion = 1e-14;
-    options.max_iterations = 1000;
     model_.ApplyOptions(options);
     model_.Run(options);
     exported_ = TMPCADocumentModel(model_, PCAReportOptions{}, probability_);
