@@ -7,12 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
-#include "frame/steps.hpp"
 #include "pca/pca_test_support.hpp"
 #include "support/batch_tables.hpp"
+#include "support/dialog_analysis.hpp"
 #include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
 #include "support/recording_host.hpp"
 #include "support/reference_eigen.hpp"
 
@@ -160,22 +158,12 @@ TEST_F(TimeWisePCATest, AFailedRunLeavesNoFit) {
 
 // The TMPCA Startup twin takes the batch roles by name and fits on OK, as a script drives it.
 TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
-  const DMatrix unfolded = testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3);
-  FakeDataTable table;
-  testing::WriteLongTable(unfolded, kVariables, table);
-  fake::FakeStepMachinery steps;
-  RecordingHost host;
-  HostServices services = host.Services(&table, true);
-  services.steps = &steps;
-  CMSPC analysis{0, nullptr};
-  analysis.InitCommons(services);
-
-  constexpr std::int64_t kTMPCARow = 4;
-  ASSERT_EQ(steps.RunStep(kStepMSPCStartup), kDialogOpened);
-  fake::Put(steps.Twin(), "SelectedKind", kTMPCARow);
-  ASSERT_TRUE(fake::Run(steps.Twin(), "OK"));
-  ASSERT_EQ(steps.RunStep(kStepTMPCAStartup), kDialogOpened);
-  AutomationObject& startup = steps.Twin();
+  testing::DialogAnalysis analysis;
+  testing::WriteLongTable(testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3),
+                          kVariables,
+                          analysis.table());
+  analysis.Start(/*automation=*/true);
+  AutomationObject& startup = analysis.OpenStartup(4, kStepTMPCAStartup);
   fake::Put(startup, "BatchVariable", std::string("batch"));
   fake::Put(startup, "TimeVariable", std::string("time"));
   fake::Put(startup, "Variables", std::vector<std::string>{"x1", "x2", "x3"});
@@ -184,13 +172,13 @@ TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
   fake::Put(startup, "NumberOfComponents", std::int64_t{1});
   fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{6});
   // Five chosen batches are fewer than six: the stop is shown and the dialog stays.
-  EXPECT_FALSE(fake::Run(startup, "OK"));
-  ASSERT_EQ(host.CountOf(MessageId::kTooFewBatches), 1);
+  EXPECT_FALSE(analysis.Run("OK"));
+  ASSERT_EQ(analysis.host().CountOf(MessageId::kTooFewBatches), 1);
   fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{5});
-  ASSERT_TRUE(fake::Run(startup, "OK"));
-  ASSERT_EQ(steps.LastExit()->next_step, kStepTMPCAResults);
+  ASSERT_TRUE(analysis.Run("OK"));
+  ASSERT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCAResults);
 
-  const auto* model = dynamic_cast<const CMPCAModel*>(analysis.CurrentModel());
+  const auto* model = dynamic_cast<const CMPCAModel*>(analysis.analysis().CurrentModel());
   ASSERT_NE(model, nullptr);
   ASSERT_TRUE(model->IsFitted());
   EXPECT_EQ(model->batch_data().batch_labels,

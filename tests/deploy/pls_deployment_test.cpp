@@ -21,16 +21,8 @@ namespace mspc {
 namespace {
 
 using testing::DeploymentAnalysis;
+using testing::ExpectClose;
 using testing::Parse;
-
-void ExpectClose(double actual, double expected, double tolerance, const std::string& what) {
-  if (std::isnan(expected)) {
-    EXPECT_TRUE(std::isnan(actual)) << what;
-    return;
-  }
-  EXPECT_LE(std::fabs(actual - expected), tolerance * std::max(1.0, std::fabs(expected)))
-      << what << ": " << actual << " vs " << expected;
-}
 
 // A two-block fit with missing cells in both blocks: X (25 × 5) of rank 3, Y (25 × 2).
 struct PLSFit {

@@ -11,6 +11,7 @@
 #include "deploy/batch_pls_document.hpp"
 #include "deploy/deployment_model.hpp"
 #include "deploy/pls_deployment.hpp"
+#include "export/export_test_support.hpp"
 #include "frame/analysis_support.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
@@ -23,6 +24,7 @@
 namespace mspc {
 namespace {
 
+using testing::Parse;
 constexpr std::size_t kBatches = 10;
 constexpr std::size_t kTimes = 4;
 constexpr std::size_t kVariables = 3;
@@ -30,12 +32,7 @@ constexpr std::size_t kVariables = 3;
 const std::string kOddName = "x\"<1>&'";
 
 void ExpectClose(double actual, double expected, const std::string& what) {
-  if (std::isnan(expected)) {
-    EXPECT_TRUE(std::isnan(actual)) << what;
-    return;
-  }
-  EXPECT_LE(std::fabs(actual - expected), 1e-12 * std::max(1.0, std::fabs(expected)))
-      << what << ": " << actual << " vs " << expected;
+  testing::ExpectClose(actual, expected, 1e-12, what);
 }
 
 void ExpectSameLimits(const ControlLimitSet& read, const ControlLimitSet& written) {
@@ -66,12 +63,6 @@ class BatchPLSExport : public ::testing::Test {
     model.ApplyOptions(options_);
     model.Run(options_);
     ASSERT_TRUE(model.IsFitted());
-  }
-
-  XmlElement Parse(const std::string& text) {
-    XmlLoadResult loaded = parser_.LoadText(text, true);
-    EXPECT_TRUE(loaded.loaded) << loaded.error;
-    return loaded.root;
   }
 
   // Deployment of the document on the training table gives the fit's scores, row for row.

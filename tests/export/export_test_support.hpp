@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -116,6 +117,25 @@ inline LoadedPLSModel ExportedPLSModel(const PLSEngine& engine,
   model.title = "Multivariate Statistical Process Control";
   model.data_source = "plant.csv";
   return model;
+}
+
+/// The children of `element` with this name, in document order.
+inline std::vector<const XmlElement*> Children(const XmlElement& element, const std::string& name) {
+  std::vector<const XmlElement*> found;
+  for (const XmlElement& child : element.children) {
+    if (child.name == name) found.push_back(&child);
+  }
+  return found;
+}
+
+/// `actual` within `tolerance` of `expected`, relative above 1 and absolute below; NaN matches NaN.
+inline void ExpectClose(double actual, double expected, double tolerance, const std::string& what) {
+  if (std::isnan(expected)) {
+    EXPECT_TRUE(std::isnan(actual)) << what;
+    return;
+  }
+  EXPECT_LE(std::fabs(actual - expected), tolerance * std::max(1.0, std::fabs(expected)))
+      << what << ": " << actual << " vs " << expected;
 }
 
 /// The root element of a document; the test fails when the text does not parse.

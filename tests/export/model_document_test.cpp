@@ -19,20 +19,14 @@
 namespace mspc {
 namespace {
 
+using testing::Children;
 using testing::Parse;
+
 const XmlElement* Child(const XmlElement& element, const std::string& name) {
   for (const XmlElement& child : element.children) {
     if (child.name == name) return &child;
   }
   return nullptr;
-}
-
-std::vector<const XmlElement*> Children(const XmlElement& element, const std::string& name) {
-  std::vector<const XmlElement*> found;
-  for (const XmlElement& child : element.children) {
-    if (child.name == name) found.push_back(&child);
-  }
-  return found;
 }
 
 double Number(const XmlElement& element, const std::string& attribute) {

@@ -11,6 +11,7 @@
 #include "deploy/deployment_model.hpp"
 #include "deploy/pca_deployment.hpp"
 #include "deploy/tmpca_document.hpp"
+#include "export/export_test_support.hpp"
 #include "frame/analysis_support.hpp"
 #include "pca/pca_reports.hpp"
 #include "pca/pca_test_support.hpp"
@@ -56,21 +57,13 @@ class TMPCAExport : public ::testing::Test {
   LoadedTMPCAModel exported_;
 };
 
-std::vector<const XmlElement*> Children(const XmlElement& element, const std::string& name) {
-  std::vector<const XmlElement*> found;
-  for (const XmlElement& child : element.children) {
-    if (child.name == name) found.push_back(&child);
-  }
-  return found;
-}
+using testing::Children;
 
 TEST_F(TMPCAExport, TheDocumentHoldsTheBatchTimeAndProcessVariables) {
   std::string text;
   WriteTMPCADocument(exported_, text);
-  const platform::PugiXmlParser parser;
-  const XmlLoadResult loaded = parser.LoadText(text, true);
-  ASSERT_TRUE(loaded.loaded) << loaded.error;
-  const XmlElement& dictionary = *Children(loaded.root, "DataDictionary").at(0);
+  const XmlElement root = testing::Parse(text);
+  const XmlElement& dictionary = *Children(root, "DataDictionary").at(0);
   EXPECT_EQ(*dictionary.Attribute("numberOfFields"), "5");
   const auto fields = Children(dictionary, "DataField");
   ASSERT_EQ(fields.size(), 5u);
@@ -82,7 +75,7 @@ TEST_F(TMPCAExport, TheDocumentHoldsTheBatchTimeAndProcessVariables) {
   EXPECT_EQ(std::stod(*codes[2]->Attribute("value")), 30.0);
   EXPECT_EQ(*fields[4]->Attribute("name"), "x3");
 
-  const XmlElement& tmpca = *Children(loaded.root, "TMPCA").at(0);
+  const XmlElement& tmpca = *Children(root, "TMPCA").at(0);
   EXPECT_EQ(*tmpca.Attribute("numberOfVariables"), "3");
   EXPECT_EQ(Children(*Children(tmpca, "Scales").at(0), "Time").size(), kTimes);
 }
