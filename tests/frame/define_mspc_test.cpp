@@ -15,38 +15,25 @@
 #include "frame/mspc.hpp"
 #include "pca/pca_model.hpp"
 #include "pls/pls_model.hpp"
-#include "support/fake_host.hpp"
+#include "support/hosted_analysis.hpp"
 
 namespace mspc {
 namespace {
 
-struct MSPCStartupFixture {
-  explicit MSPCStartupFixture(int simple_mode = 0) : analysis(simple_mode, nullptr) {}
-  void Attach() { analysis.InitCommons(host.Services()); }
-  AutomationObject& Open() {
-    EXPECT_EQ(host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
-    return host.steps.Twin();
-  }
-  fake::FakeHost host;
-  CMSPC analysis;
-};
-
 TEST(MSPCStartupList, PCAFirstThenTheRowChosenLastIsSelected) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.Open(), "SelectedKind")), 1);
+  fake::HostedAnalysis fixture;
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.OpenList(), "SelectedKind")), 1);
   fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{4});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
-  AutomationObject& reopened = fixture.Open();
+  AutomationObject& reopened = fixture.OpenList();
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(reopened, "SelectedKind")), 4);
   // Step 101 itself gives up the model chosen before.
   EXPECT_EQ(fixture.analysis.CurrentModel(), nullptr);
 }
 
 TEST(MSPCStartupList, RowsOfTheFullAndTheSimpleList) {
-  MSPCStartupFixture full;
-  full.Attach();
-  AutomationObject& full_twin = full.Open();
+  fake::HostedAnalysis full;
+  AutomationObject& full_twin = full.OpenList();
   EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(full_twin, "Rows")),
             (std::vector<std::string>{"MSPC Deployment",
                                       "Principal components analysis (PCA)",
@@ -54,9 +41,8 @@ TEST(MSPCStartupList, RowsOfTheFullAndTheSimpleList) {
                                       "Batch-wise multi-way partial least squares (BMPLS)",
                                       "Time-wise multi-way principal components analysis (TMPCA)",
                                       "Time-wise multi-way partial least squares (TMPLS)"}));
-  MSPCStartupFixture simple(1);
-  simple.Attach();
-  AutomationObject& simple_twin = simple.Open();
+  fake::HostedAnalysis simple(1);
+  AutomationObject& simple_twin = simple.OpenList();
   EXPECT_FALSE(fake::FindProperty(simple_twin, "Rows").put);
   EXPECT_EQ(
       std::get<std::vector<std::string>>(fake::Get(simple_twin, "Rows")),
@@ -80,9 +66,8 @@ class MSPCStartupRow : public ::testing::TestWithParam<RowCase> {};
 
 TEST_P(MSPCStartupRow, OKMakesTheModelOfTheRowAndMovesToItsStartup) {
   const RowCase& c = GetParam();
-  MSPCStartupFixture fixture(c.simple ? 1 : 0);
-  fixture.Attach();
-  AutomationObject& twin = fixture.Open();
+  fake::HostedAnalysis fixture(c.simple ? 1 : 0);
+  AutomationObject& twin = fixture.OpenList();
   fake::Put(twin, "SelectedKind", std::int64_t{c.row});
   ASSERT_TRUE(fake::Run(twin, "OK"));
   ASSERT_NE(fixture.analysis.CurrentModel(), nullptr);
@@ -131,9 +116,8 @@ INSTANTIATE_TEST_SUITE_P(AllRows, MSPCStartupRow, ::testing::ValuesIn(RowCases()
 
 TEST(MSPCStartupList, ChoosingAgainReplacesTheModel) {
   const int baseline = CBaseModel::LiveModels();
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{2});
+  fake::HostedAnalysis fixture;
+  fake::Put(fixture.OpenList(), "SelectedKind", std::int64_t{2});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
   // OK pressed twice on the same list: the first model is gone before the second exists.
   fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{5});
@@ -143,9 +127,8 @@ TEST(MSPCStartupList, ChoosingAgainReplacesTheModel) {
 }
 
 TEST(MSPCStartupList, CancelEndsTheSequence) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  ASSERT_TRUE(fake::Run(fixture.Open(), "Cancel"));
+  fake::HostedAnalysis fixture;
+  ASSERT_TRUE(fake::Run(fixture.OpenList(), "Cancel"));
   const auto exit = fixture.host.steps.LastExit();
   ASSERT_TRUE(exit.has_value());
   EXPECT_EQ(exit->next_step, 0);
@@ -154,27 +137,25 @@ TEST(MSPCStartupList, CancelEndsTheSequence) {
 }
 
 TEST(MSPCStartupList, OpeningReadsTheStandaloneResultsSetting) {
-  MSPCStartupFixture fixture;
+  fake::HostedAnalysis fixture(0, /*attach=*/false);
   fixture.host.settings.values["StandAloneResults"] = 1;
   fixture.Attach();
   EXPECT_EQ(fixture.analysis.StandAloneResults(), 0);
-  fixture.Open();
+  fixture.OpenList();
   EXPECT_EQ(fixture.analysis.StandAloneResults(), 1);
 }
 
 TEST(MSPCStartupList, SelectedKindTakesOnlyIntegers) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  AutomationObject& twin = fixture.Open();
+  fake::HostedAnalysis fixture;
+  AutomationObject& twin = fixture.OpenList();
   EXPECT_THROW(fake::Put(twin, "SelectedKind", std::string("PCA")), AutomationError);
   EXPECT_THROW(fake::Put(twin, "SelectedKind", std::int64_t{1} << 40), AutomationError);
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
 }
 
 TEST(DeploymentStartup, CancelKeepsTheStandaloneChoiceAndReturnsToTheList) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{0});
+  fake::HostedAnalysis fixture;
+  fake::Put(fixture.OpenList(), "SelectedKind", std::int64_t{0});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
   ASSERT_EQ(fixture.host.steps.RunStep(kStepDeployStartup), kDialogOpened);
   AutomationObject& twin = fixture.host.steps.Twin();
