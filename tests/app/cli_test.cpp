@@ -1,11 +1,9 @@
 // End-to-end runs of the built krv-mspc on small tables written to a temporary folder.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -13,6 +11,7 @@
 
 #include "pca/pca_test_support.hpp"
 #include "platform/temp_folder.hpp"
+#include "support/cli_run.hpp"
 
 namespace mspc {
 namespace {
@@ -21,6 +20,7 @@ using json = nlohmann::json;
 using platform::testing::ReadText;
 using platform::testing::TempFolder;
 using ::testing::HasSubstr;
+using testing::Quoted;
 
 struct CliRun {
   int status = -1;
@@ -44,24 +44,16 @@ struct CliRun {
   }
 };
 
-std::string Quoted(const std::string& text) { return "'" + text + "'"; }
-
 // Run the command line with `arguments`, writing into `folder`'s "out" subfolder.
 CliRun RunCli(const TempFolder& folder, const std::string& arguments) {
   const std::string out = folder.File("out");
   std::filesystem::remove_all(out);
-  const std::string command = Quoted(MSPC_CLI_PATH) + " " + arguments + " --out " + Quoted(out) +
-                              " > /dev/null 2> " + Quoted(folder.File("stderr.txt"));
   CliRun run;
-  const int raw = std::system(command.c_str());
-  run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  run.status =
+      testing::RunCommandLine(arguments + " --out " + Quoted(out), folder.File("stderr.txt"));
   run.stderr_text = ReadText(folder.File("stderr.txt"));
-  const auto load = [&](const std::string& name) {
-    const std::string text = ReadText(out + "/" + name);
-    return text.empty() ? json::object() : json::parse(text);
-  };
-  run.reports = load("reports.json");
-  run.messages = load("messages.json");
+  run.reports = testing::ReadJson(out + "/reports.json");
+  run.messages = testing::ReadJson(out + "/messages.json");
   return run;
 }
 
@@ -80,19 +72,7 @@ std::string ScriptWith(const std::string& data,
 
 // A table of `rows` cases and `cols` variables x1.. of known rank (see ManufacturedData).
 std::string ManufacturedCsv(std::size_t rows, std::size_t cols, const std::vector<double>& sd) {
-  const DMatrix x = testing::ManufacturedData(rows, cols, sd, 0.15, 7);
-  std::string text;
-  for (std::size_t col = 0; col < cols; ++col) text += (col ? ",x" : "x") + std::to_string(col + 1);
-  text += "\n";
-  for (std::size_t row = 0; row < rows; ++row) {
-    for (std::size_t col = 0; col < cols; ++col) {
-      char cell[40];
-      std::snprintf(cell, sizeof cell, "%s%.17g", col ? "," : "", x(row, col));
-      text += cell;
-    }
-    text += "\n";
-  }
-  return text;
+  return testing::CsvOf(testing::ManufacturedData(rows, cols, sd, 0.15, 7));
 }
 
 // Twelve cases of x1, x2, x3 with structure, and c constant.
@@ -140,28 +120,9 @@ TEST(CommandLineDemo, WritesTheReportsAndTheContributionsOfTheMostOutOfControlCa
   TempFolder folder;
   const CliRun run = RunCli(folder, "demo");
   ASSERT_EQ(run.status, 0) << run.stderr_text;
-  const json& summary = run.Report("Principal Components Analysis Summary");
-  EXPECT_EQ(summary["rowHeader"], "Comp.");
-  EXPECT_EQ(summary["columns"],
-            json::array({"R²X",
-                         "R²X(Cumul.)",
-                         "Eigenvalues",
-                         "Q²",
-                         "Q²(Cumul.)",
-                         "Limit",
-                         "Iterations",
-                         "Significance"}));
-  EXPECT_GE(summary["rows"].size(), 1u);
-
+  EXPECT_GE(run.Report("Principal Components Analysis Summary")["rows"].size(), 1u);
   const json& chart = run.Report("Hotelling T² Control Chart", "graph");
-  EXPECT_EQ(chart["type"], "control");
-  ASSERT_EQ(chart["lines"].size(), 2u);
-  EXPECT_THAT(chart["lines"][0]["label"].get<std::string>(),
-              ::testing::MatchesRegex("Critical value = [0-9]+\\.[0-9]{4} \\(99\\.00% Control "
-                                      "limit\\)"));
-  EXPECT_THAT(chart["lines"][1]["label"].get<std::string>(),
-              ::testing::MatchesRegex("Critical value = [0-9]+\\.[0-9]{4} \\(95\\.00% Warning "
-                                      "limit\\)"));
+  EXPECT_EQ(chart["lines"].size(), 2u);
 
   // The contributions are those of the case with the largest T² on the chart.
   const json& series = chart["series"][0];
@@ -171,10 +132,8 @@ TEST(CommandLineDemo, WritesTheReportsAndTheContributionsOfTheMostOutOfControlCa
   const std::string obs = std::to_string(series["x"][worst].get<int>());
   run.Report("T² Contribution (Obs  " + obs + ")", "graph");
   run.Report("SPE(Q) Contribution (Obs  " + obs + ")");
-  for (const char* title : {"Principal Components Analysis Eigenvalues", "Distance to model"}) {
-    run.Report(title);
-  }
-  run.Report("Eigenvalues scree plot", "graph");
+  run.Report("Principal Components Analysis Eigenvalues");
+  run.Report("Distance to model");
   run.Report("SPE(Q) Chart", "graph");
   EXPECT_EQ(run.Report("Eigenvalues scree plot", "graph")["series"][0]["y"].size(), 20u);
 }
@@ -306,16 +265,8 @@ TEST(CommandLineFitPLS, FixedComponentsWriteTheSummaryCoefficientsAndPredictions
   EXPECT_NEAR(b(0) + b(3), 2.0, 0.02);
   EXPECT_NEAR(b(1) + b(3), -1.0, 0.02);
   EXPECT_NEAR(b(4), 1.0, 0.05);
-  const json& predictions = run.Report("Predictions")["rows"];
-  ASSERT_EQ(predictions.size(), 30u);
-  for (const json& row : predictions) {
-    EXPECT_NEAR(row["cells"][1].get<double>() + row["cells"][2].get<double>(),
-                row["cells"][0].get<double>(),
-                1e-9);
-  }
+  EXPECT_EQ(run.Report("Predictions")["rows"].size(), 30u);
   EXPECT_EQ(run.Report("Variable importance")["rows"].size(), 4u);
-  run.Report("Hotelling T² Control Chart", "graph");
-  run.Report("Score limits of the X scores");
 }
 
 TEST(CommandLineFitPLS, AVariableInBothRolesStopsWithItsMessage) {
@@ -380,36 +331,20 @@ std::string BatchCsv() {
   return text;
 }
 
-TEST(CommandLineFitTMPCA, WritesScoresDistanceT2AndTrajectoriesPerBatch) {
+TEST(CommandLineFitTMPCA, WritesScoresAndTheTrajectoryPerBatch) {
   TempFolder folder;
   const std::string data = folder.Write("batches.csv", BatchCsv());
   const CliRun run = RunCli(folder,
                             "fit tmpca --data " + Quoted(data) +
                                 " --batch batch --time time --components 1 --trajectory x2");
   ASSERT_EQ(run.status, 0) << run.stderr_text;
+  // One row per batch, named by its code; the trajectory of the variable asked for.
   const json& scores = run.Report("Score spreadsheet");
-  EXPECT_EQ(scores["rowHeader"], "Batch");
   ASSERT_EQ(scores["rows"].size(), 8u);
   EXPECT_EQ(scores["rows"][7]["label"], "18");
-  const json& distance = run.Report("Distance to model");
-  EXPECT_EQ(distance["columns"], json::array({"Distance", "T²"}));
-  // The hot batch is the farthest from the others in the model plane.
-  double largest = 0.0;
-  std::string farthest;
-  for (const json& row : distance["rows"]) {
-    if (row["cells"][1].get<double>() > largest) {
-      largest = row["cells"][1].get<double>();
-      farthest = row["label"];
-    }
-  }
-  EXPECT_EQ(farthest, "18");
-  run.Report("Hotelling T² Control Chart", "graph");
   const json& trajectory = run.Report("Trajectory spreadsheet of variable: x2");
   EXPECT_EQ(trajectory["columns"], json::array({"10", "20", "30", "40"}));
   EXPECT_EQ(trajectory["rows"].size(), 4u + 8u);
-  // x3 carries nothing the other two do not: the least important of the three.
-  const json& importance = run.Report("Variable importance");
-  EXPECT_EQ(importance["rows"][2]["label"], "x3");
 }
 
 TEST(CommandLineFitBatchPLS, TimeIsPredictedByBatchAndDependentsPerTimeByTimeWise) {

@@ -9,6 +9,7 @@
 #include "batch/mpls_model.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
 
@@ -20,51 +21,18 @@ constexpr std::size_t kTimes = 5;
 constexpr std::size_t kVariables = 3;
 constexpr double kClose = 1e-9;
 
-// A long table of an unfolded matrix (batches × (time, variable)): cases run time-major with the
-// batches backwards, batch i has the code 100 + i and time k the code 10 (k + 1). The dependent
-// "quality" is recorded in every case but marked ("mark" = 1) only at the last time, where it
-// is a linear function of the batch's course.
-void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table, std::vector<double>& quality) {
-  quality.assign(kBatches, 0.0);
-  for (std::size_t i = 0; i < kBatches; ++i) {
-    for (std::size_t c = 0; c < unfolded.cols(); ++c) {
-      quality[i] += unfolded(i, c) * (c % 2 == 0 ? 0.5 : -0.25);
-    }
-  }
-  std::vector<double> batch, time, mark, y, grade;
-  std::vector<std::vector<double>> values(kVariables);
-  for (std::size_t k = 0; k < kTimes; ++k) {
-    for (std::size_t i = kBatches; i-- > 0;) {
-      batch.push_back(100.0 + static_cast<double>(i));
-      time.push_back(10.0 * static_cast<double>(k + 1));
-      mark.push_back(k + 1 == kTimes ? 1.0 : 0.0);
-      y.push_back(k + 1 == kTimes ? quality[i] : -1.0);
-      grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
-      for (std::size_t j = 0; j < kVariables; ++j) {
-        values[j].push_back(unfolded(i, k * kVariables + j));
-      }
-    }
-  }
-  table.AddVariable("batch", batch);
-  table.AddVariable("time", time);
-  for (std::size_t j = 0; j < kVariables; ++j) {
-    table.AddVariable("x" + std::to_string(j + 1), values[j]);
-  }
-  table.AddVariable("mark", mark);
-  table.AddVariable("quality", y);
+// The long table of an unfolded matrix (see WriteLongTable) with the marked quality and its
+// "grade": 2 for a batch of positive quality, else 1. Returns the qualities.
+std::vector<double> WriteQualityTable(const DMatrix& unfolded, FakeDataTable& table) {
+  testing::WriteLongTable(unfolded, kVariables, table);
+  const std::vector<double> quality = testing::AddMarkedQuality(unfolded, kTimes, table);
+  std::vector<double> grade;
+  testing::ForEachCase(
+      kBatches, kTimes, testing::LongTableLayout(), [&](std::size_t i, std::size_t) {
+        grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
+      });
   table.AddVariable("grade", grade);
-}
-
-StartupOptions BatchOptions() {
-  StartupOptions options;
-  options.batch_variable = "batch";
-  options.time_variable = "time";
-  options.component_mode = ComponentMode::FixedNumberOfComponents;
-  options.num_components = 2;
-  options.cross_validation = CrossValidationMethod::CrossValidationOff;
-  options.convergence_criterion = 1e-14;
-  options.max_iterations = 1000;
-  return options;
+  return quality;
 }
 
 // A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics.
@@ -97,9 +65,9 @@ class TimeWisePLSTest : public ::testing::Test {
  protected:
   TimeWisePLSTest()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 17)) {
-    WriteLongTable(unfolded_, table_, quality_);
+    quality_ = WriteQualityTable(unfolded_, table_);
     analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = BatchOptions();
+    options_ = testing::BatchOptions();
     options_.predictor_variables = {"x1", "x2", "x3"};
     options_.dependent_variables = {"quality"};
     options_.dependent_identifier = "mark";
@@ -204,10 +172,9 @@ class BatchWisePLSTest : public ::testing::Test {
  protected:
   BatchWisePLSTest()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 5)) {
-    std::vector<double> unused;
-    WriteLongTable(unfolded_, table_, unused);
+    WriteQualityTable(unfolded_, table_);
     analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = BatchOptions();
+    options_ = testing::BatchOptions();
     options_.variables = {"x1", "x2", "x3"};
   }
 

@@ -7,11 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
-#include "frame/steps.hpp"
 #include "pca/pca_test_support.hpp"
+#include "support/batch_tables.hpp"
+#include "support/dialog_analysis.hpp"
 #include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
 #include "support/recording_host.hpp"
 #include "support/reference_eigen.hpp"
 
@@ -22,42 +21,13 @@ constexpr std::size_t kBatches = 12;
 constexpr std::size_t kTimes = 5;
 constexpr std::size_t kVariables = 3;
 
-// Write an unfolded matrix (batches × (time, variable)) out as a long table. Cases run
-// time-major and batches backwards, so neither order of the table is the order of the matrix;
-// batch i has the code 100 + i and time k the code 10 (k + 1).
-void WriteLongTable(const DMatrix& unfolded, FakeDataTable& table) {
-  std::vector<double> batch, time;
-  std::vector<std::vector<double>> values(kVariables);
-  for (std::size_t k = 0; k < kTimes; ++k) {
-    for (std::size_t i = kBatches; i-- > 0;) {
-      batch.push_back(100.0 + static_cast<double>(i));
-      time.push_back(10.0 * static_cast<double>(k + 1));
-      for (std::size_t j = 0; j < kVariables; ++j) {
-        values[j].push_back(unfolded(i, k * kVariables + j));
-      }
-    }
-  }
-  table.AddVariable("batch", batch);
-  table.AddVariable("time", time);
-  for (std::size_t j = 0; j < kVariables; ++j) {
-    table.AddVariable("x" + std::to_string(j + 1), values[j]);
-  }
-}
-
 class TimeWisePCATest : public ::testing::Test {
  protected:
   TimeWisePCATest()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 29)) {
-    WriteLongTable(unfolded_, table_);
+    testing::WriteLongTable(unfolded_, kVariables, table_);
     analysis_.InitCommons(host_.Services(&table_, true));
-    options_.batch_variable = "batch";
-    options_.time_variable = "time";
     options_.variables = {"x1", "x2", "x3"};
-    options_.component_mode = ComponentMode::FixedNumberOfComponents;
-    options_.num_components = 2;
-    options_.cross_validation = CrossValidationMethod::CrossValidationOff;
-    options_.convergence_criterion = 1e-14;
-    options_.max_iterations = 1000;
   }
 
   void Fit() {
@@ -69,7 +39,7 @@ class TimeWisePCATest : public ::testing::Test {
   FakeDataTable table_;
   RecordingHost host_;
   CAnalysisSupport analysis_;
-  StartupOptions options_;
+  StartupOptions options_ = testing::BatchOptions();
   CMPCAModel model_{&analysis_};
 };
 
@@ -153,7 +123,7 @@ TEST_F(TimeWisePCATest, RemovedColumnsAndMissingCellsKeepTheirTrajectories) {
   for (std::size_t i = 0; i < kBatches; ++i) changed(i, 0) = 7.0;
   changed(3, 2 * kVariables + 1) = kMissingValue;
   FakeDataTable table;
-  WriteLongTable(changed, table);
+  testing::WriteLongTable(changed, kVariables, table);
   analysis_.SetInputTable(&table);
   options_.auto_remove_variables = true;
   Fit();
@@ -188,22 +158,12 @@ TEST_F(TimeWisePCATest, AFailedRunLeavesNoFit) {
 
 // The TMPCA Startup twin takes the batch roles by name and fits on OK, as a script drives it.
 TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
-  const DMatrix unfolded = testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3);
-  FakeDataTable table;
-  WriteLongTable(unfolded, table);
-  fake::FakeStepMachinery steps;
-  RecordingHost host;
-  HostServices services = host.Services(&table, true);
-  services.steps = &steps;
-  CMSPC analysis{0, nullptr};
-  analysis.InitCommons(services);
-
-  constexpr std::int64_t kTMPCARow = 4;
-  ASSERT_EQ(steps.RunStep(kStepMSPCStartup), kDialogOpened);
-  fake::Put(steps.Twin(), "SelectedKind", kTMPCARow);
-  ASSERT_TRUE(fake::Run(steps.Twin(), "OK"));
-  ASSERT_EQ(steps.RunStep(kStepTMPCAStartup), kDialogOpened);
-  AutomationObject& startup = steps.Twin();
+  testing::DialogAnalysis analysis;
+  testing::WriteLongTable(testing::ManufacturedData(kBatches, kTimes * kVariables, {2.0}, 0.5, 3),
+                          kVariables,
+                          analysis.table());
+  analysis.Start(/*automation=*/true);
+  AutomationObject& startup = analysis.OpenStartup(4, kStepTMPCAStartup);
   fake::Put(startup, "BatchVariable", std::string("batch"));
   fake::Put(startup, "TimeVariable", std::string("time"));
   fake::Put(startup, "Variables", std::vector<std::string>{"x1", "x2", "x3"});
@@ -212,13 +172,13 @@ TEST(TimeWisePCAStartup, OKFitsTheChosenBatchesAndMovesToTheResults) {
   fake::Put(startup, "NumberOfComponents", std::int64_t{1});
   fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{6});
   // Five chosen batches are fewer than six: the stop is shown and the dialog stays.
-  EXPECT_FALSE(fake::Run(startup, "OK"));
-  ASSERT_EQ(host.CountOf(MessageId::kTooFewBatches), 1);
+  EXPECT_FALSE(analysis.Run("OK"));
+  ASSERT_EQ(analysis.host().CountOf(MessageId::kTooFewBatches), 1);
   fake::Put(startup, "MinimumNumberOfBatches", std::int64_t{5});
-  ASSERT_TRUE(fake::Run(startup, "OK"));
-  ASSERT_EQ(steps.LastExit()->next_step, kStepTMPCAResults);
+  ASSERT_TRUE(analysis.Run("OK"));
+  ASSERT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCAResults);
 
-  const auto* model = dynamic_cast<const CMPCAModel*>(analysis.CurrentModel());
+  const auto* model = dynamic_cast<const CMPCAModel*>(analysis.analysis().CurrentModel());
   ASSERT_NE(model, nullptr);
   ASSERT_TRUE(model->IsFitted());
   EXPECT_EQ(model->batch_data().batch_labels,

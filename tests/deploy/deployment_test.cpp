@@ -10,21 +10,14 @@
 #include "deploy/pca_document.hpp"
 #include "export/export_test_support.hpp"
 #include "export/model_document.hpp"
-#include "frame/mspc.hpp"
 #include "host/errors.hpp"
 #include "pca/pca_reports.hpp"
-#include "platform/boost_probability.hpp"
-#include "platform/pugi_xml_parser.hpp"
-#include "platform/seeded_random.hpp"
-#include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
-#include "support/recording_host.hpp"
 
 namespace mspc {
 namespace {
 
-using fake::Put;
 using testing::DeploymentAnalysis;
+using testing::Parse;
 
 void ExpectRelative(double actual, double expected, double tolerance, const std::string& what) {
   if (std::isnan(expected)) {
@@ -33,13 +26,6 @@ void ExpectRelative(double actual, double expected, double tolerance, const std:
   }
   EXPECT_LE(std::fabs(actual - expected), tolerance * std::max(std::fabs(expected), 1e-300))
       << what << ": " << actual << " vs " << expected;
-}
-
-XmlElement Parse(const std::string& text) {
-  const platform::PugiXmlParser parser;
-  XmlLoadResult result = parser.LoadText(text, true);
-  EXPECT_TRUE(result.loaded) << result.error;
-  return result.root;
 }
 
 std::string DocumentOf(const PCAEngine& engine, const WorkingData& data) {
@@ -237,8 +223,8 @@ TEST(DeploymentDialog, DeployingTheExportedModelDrawsTheResultsChartsAgain) {
   const std::string document = analysis.FitAndExport();
   EXPECT_EQ(analysis.host().texts().back().title,
             "Principal Components Analysis PMML deployment code");
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "TSquareChart"));
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "SPEQChart"));
+  ASSERT_TRUE(analysis.Run("TSquareChart"));
+  ASSERT_TRUE(analysis.Run("SPEQChart"));
   ASSERT_TRUE(analysis.Deploy({document}));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kDeployOnePCALoaded), 1);
   for (const std::string title : {"Hotelling T\xC2\xB2 Control Chart", "SPE(Q) Chart"}) {

@@ -1,11 +1,8 @@
 // The command line's monitor: a model saved by a fit scores the table it was fitted to again.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -13,6 +10,7 @@
 
 #include "pca/pca_test_support.hpp"
 #include "platform/temp_folder.hpp"
+#include "support/cli_run.hpp"
 
 namespace mspc {
 namespace {
@@ -21,19 +19,13 @@ using json = nlohmann::json;
 using platform::testing::ReadText;
 using platform::testing::TempFolder;
 
-std::string Quoted(const std::string& text) { return "'" + text + "'"; }
+using testing::Quoted;
 
 int RunCli(const TempFolder& folder, const std::string& arguments) {
-  const std::string command = Quoted(MSPC_CLI_PATH) + " " + arguments + " > /dev/null 2>> " +
-                              Quoted(folder.File("stderr.txt"));
-  const int raw = std::system(command.c_str());
-  return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  return testing::RunCommandLine(arguments, folder.File("stderr.txt"));
 }
 
-json Reports(const std::string& folder) {
-  const std::string text = ReadText(folder + "/reports.json");
-  return text.empty() ? json::object() : json::parse(text);
-}
+json Reports(const std::string& folder) { return testing::ReadJson(folder + "/reports.json"); }
 
 // The series values and line values of the graphs titled `title`, in order.
 std::vector<const json*> Graphs(const json& reports, const std::string& title) {
@@ -42,25 +34,6 @@ std::vector<const json*> Graphs(const json& reports, const std::string& title) {
     if (report["kind"] == "graph" && report["title"] == title) found.push_back(&report);
   }
   return found;
-}
-
-// With `batches`, each four rows are one batch (its number first) at the times 10 to 40.
-std::string Csv(const DMatrix& x, bool batches) {
-  std::string text = batches ? "batch,time," : "";
-  for (std::size_t col = 0; col < x.cols(); ++col)
-    text += (col ? ",x" : "x") + std::to_string(col + 1);
-  text += "\n";
-  for (std::size_t row = 0; row < x.rows(); ++row) {
-    if (batches)
-      text += std::to_string(row / 4 + 1) + "," + std::to_string(10 * (row % 4 + 1)) + ",";
-    for (std::size_t col = 0; col < x.cols(); ++col) {
-      char cell[40];
-      std::snprintf(cell, sizeof cell, "%s%.17g", col ? "," : "", x(row, col));
-      text += cell;
-    }
-    text += "\n";
-  }
-  return text;
 }
 
 // Every series of the graph titled `title` in `after` has the values of its namesake in
@@ -117,7 +90,7 @@ void ExpectMonitorReproducesTheFit(const std::string& steps,
                                    const std::vector<std::string>& same_graphs = {}) {
   TempFolder folder;
   const std::string data = folder.Write(
-      "plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), batches));
+      "plant.csv", testing::CsvOf(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), batches));
   const std::string script =
       folder.Write("fit.json", R"({"data": ")" + data + R"(", "steps": [)" + steps + "]}");
   const std::string fit_out = folder.File("fit");
@@ -179,8 +152,8 @@ TEST(CommandLineMonitor, BatchPLSModelsReproduceTheChartsOfTheirFit) {
 
 TEST(CommandLineMonitor, AFitSavesItsModelForMonitoringWhenAskedTo) {
   TempFolder folder;
-  const std::string data =
-      folder.Write("plant.csv", Csv(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19), false));
+  const std::string data = folder.Write(
+      "plant.csv", testing::CsvOf(testing::ManufacturedData(40, 5, {3.0, 2.0}, 0.2, 19)));
   const std::string fit_out = folder.File("fit");
   ASSERT_EQ(RunCli(folder,
                    "fit pca --data " + Quoted(data) + " --components 2 --save plant --out " +

@@ -21,22 +21,8 @@ namespace mspc {
 namespace {
 
 using testing::DeploymentAnalysis;
-
-void ExpectClose(double actual, double expected, double tolerance, const std::string& what) {
-  if (std::isnan(expected)) {
-    EXPECT_TRUE(std::isnan(actual)) << what;
-    return;
-  }
-  EXPECT_LE(std::fabs(actual - expected), tolerance * std::max(1.0, std::fabs(expected)))
-      << what << ": " << actual << " vs " << expected;
-}
-
-XmlElement Parse(const std::string& text) {
-  const platform::PugiXmlParser parser;
-  XmlLoadResult result = parser.LoadText(text, true);
-  EXPECT_TRUE(result.loaded) << result.error;
-  return result.root;
-}
+using testing::ExpectClose;
+using testing::Parse;
 
 // A two-block fit with missing cells in both blocks: X (25 × 5) of rank 3, Y (25 × 2).
 struct PLSFit {
@@ -54,23 +40,11 @@ struct PLSFit {
     y(6, 1) = std::nan("");
     predictors = testing::ContinuousData(x, {"a", "b", "c", "d", "e"});
     dependents = testing::ContinuousData(y, {"p", "q"});
-    PLSFitOptions options;
-    options.max_iterations = 1000;
-    options.convergence = 1e-14;
-    engine = PLSEngine(options);
-    engine.CenterAndScale(
-        x, y, {predictors.mean, predictors.scale}, {dependents.mean, dependents.scale});
-    testing::StoreComponents(engine, 3);
+    engine = testing::FittedPLSEngine(x, y, predictors, dependents, 3);
   }
 
   LoadedPLSModel Exported() const {
-    const platform::BoostProbability probability;
-    return PLSDocumentModel(engine,
-                            predictors,
-                            dependents,
-                            ScalingMode::UnitStandardDeviations,
-                            PLSReportOptions{},
-                            probability);
+    return testing::ExportedPLSModel(engine, predictors, dependents);
   }
 };
 

@@ -11,17 +11,20 @@
 #include "deploy/batch_pls_document.hpp"
 #include "deploy/deployment_model.hpp"
 #include "deploy/pls_deployment.hpp"
+#include "export/export_test_support.hpp"
 #include "frame/analysis_support.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
 #include "platform/pugi_xml_parser.hpp"
 #include "pls/pls_reports.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
 
 namespace mspc {
 namespace {
 
+using testing::Parse;
 constexpr std::size_t kBatches = 10;
 constexpr std::size_t kTimes = 4;
 constexpr std::size_t kVariables = 3;
@@ -29,12 +32,7 @@ constexpr std::size_t kVariables = 3;
 const std::string kOddName = "x\"<1>&'";
 
 void ExpectClose(double actual, double expected, const std::string& what) {
-  if (std::isnan(expected)) {
-    EXPECT_TRUE(std::isnan(actual)) << what;
-    return;
-  }
-  EXPECT_LE(std::fabs(actual - expected), 1e-12 * std::max(1.0, std::fabs(expected)))
-      << what << ": " << actual << " vs " << expected;
+  testing::ExpectClose(actual, expected, 1e-12, what);
 }
 
 void ExpectSameLimits(const ControlLimitSet& read, const ControlLimitSet& written) {
@@ -50,42 +48,14 @@ class BatchPLSExport : public ::testing::Test {
  protected:
   BatchPLSExport()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 23)) {
-    std::vector<double> batch, time, mark, quality;
-    std::vector<std::vector<double>> values(kVariables);
-    for (std::size_t i = 0; i < kBatches; ++i) {
-      double y = 0.0;
-      for (std::size_t c = 0; c < unfolded_.cols(); ++c) {
-        y += unfolded_(i, c) * (c % 2 == 0 ? 0.5 : -0.25);
-      }
-      for (std::size_t k = 0; k < kTimes; ++k) {
-        batch.push_back(static_cast<double>(i + 1));
-        time.push_back(10.0 * static_cast<double>(k + 1));
-        mark.push_back(k + 1 == kTimes ? 1.0 : 0.0);
-        quality.push_back(k + 1 == kTimes ? y : -1.0);
-        for (std::size_t j = 0; j < kVariables; ++j) {
-          values[j].push_back(unfolded_(i, k * kVariables + j));
-        }
-      }
-    }
-    table_.AddVariable("batch", batch);
-    table_.AddVariable("time", time);
-    table_.AddVariable(kOddName, values[0]);
-    table_.AddVariable("x2", values[1]);
-    table_.AddVariable("x3", values[2]);
-    table_.AddVariable("mark", mark);
-    table_.AddVariable("quality", quality);
+    const testing::LongTableLayout layout(1, 10, false, true, {kOddName, "x2", "x3"});
+    testing::WriteLongTable(unfolded_, kVariables, table_, layout);
+    testing::AddMarkedQuality(unfolded_, kTimes, table_, layout);
     HostServices services = host_.Services(&table_, true);
     services.xml = &parser_;
     services.probability = &probability_;
     analysis_.InitCommons(services);
-    options_.batch_variable = "batch";
-    options_.time_variable = "time";
     options_.predictor_variables = {kOddName, "x2", "x3"};
-    options_.component_mode = ComponentMode::FixedNumberOfComponents;
-    options_.num_components = 2;
-    options_.cross_validation = CrossValidationMethod::CrossValidationOff;
-    options_.convergence_criterion = 1e-14;
-    options_.max_iterations = 1000;
   }
 
   template <typename Model>
@@ -93,12 +63,6 @@ class BatchPLSExport : public ::testing::Test {
     model.ApplyOptions(options_);
     model.Run(options_);
     ASSERT_TRUE(model.IsFitted());
-  }
-
-  XmlElement Parse(const std::string& text) {
-    XmlLoadResult loaded = parser_.LoadText(text, true);
-    EXPECT_TRUE(loaded.loaded) << loaded.error;
-    return loaded.root;
   }
 
   // Deployment of the document on the training table gives the fit's scores, row for row.
@@ -126,7 +90,7 @@ class BatchPLSExport : public ::testing::Test {
   platform::BoostProbability probability_;
   platform::PugiXmlParser parser_;
   CAnalysisSupport analysis_;
-  StartupOptions options_;
+  StartupOptions options_ = testing::BatchOptions();
   PLSReportOptions report_options_;
   CDeploymentModel deployment_{&analysis_};
 };

@@ -19,22 +19,11 @@
 namespace mspc {
 namespace {
 
-LoadedPCAModel ExportedModel(const DMatrix& raw,
-                             const std::vector<std::string>& names,
-                             int components) {
-  const WorkingData data = testing::ContinuousData(raw, names);
-  const PCAEngine engine = testing::FittedEngine(data, components);
-  const platform::BoostProbability probability;
-  LoadedPCAModel model = PCADocumentModel(
-      engine, data, ScalingMode::UnitStandardDeviations, PCAReportOptions{}, probability);
-  model.title = "Multivariate Statistical Process Control";
-  model.data_source = "plant.csv";
-  return model;
-}
+using testing::ExportedPCAModel;
 
 TEST(PCACCode, TheHeaderHasItsFixedTextsAndOneCommentPerVariable) {
-  const LoadedPCAModel model =
-      ExportedModel(testing::ManufacturedData(20, 3, {2.0}, 0.3, 4), {"feed", "steam", "valve"}, 1);
+  const LoadedPCAModel model = ExportedPCAModel(
+      testing::ManufacturedData(20, 3, {2.0}, 0.3, 4), {"feed", "steam", "valve"}, 1);
   const std::string code = GeneratePCACCode(model);
   const std::string header =
       "// Korvane MSPC, Multivariate Statistical Process Control\n"
@@ -123,7 +112,7 @@ TEST(PCACCode, TheCompiledCodeScoresAsDeploymentDoes) {
   raw(11, 3) = std::nan("");
   // Names that would end a comment, a string or the line if written as they stand.
   const LoadedPCAModel model =
-      ExportedModel(raw, {"a\n#error broken", "b */ \" c", "d?\?/", "e\\"}, 2);
+      ExportedPCAModel(raw, {"a\n#error broken", "b */ \" c", "d?\?/", "e\\"}, 2);
   const platform::testing::TempFolder folder;
   const std::vector<std::vector<double>> compiled =
       CompileAndRun(GeneratePCACCode(model), raw, 2, folder);
@@ -143,7 +132,7 @@ TEST(PCACCode, TheCompiledCodeScoresAsDeploymentDoes) {
 
 TEST(PCACCode, AModelWithoutComponentsStillCompilesAndGivesTheSPE) {
   const DMatrix raw = testing::ManufacturedData(10, 3, {2.0}, 0.3, 6);
-  const LoadedPCAModel model = ExportedModel(raw, {"a", "b", "c"}, 0);
+  const LoadedPCAModel model = ExportedPCAModel(raw, {"a", "b", "c"}, 0);
   const platform::testing::TempFolder folder;
   const auto compiled = CompileAndRun(GeneratePCACCode(model), raw, 0, folder);
   const PCADeploymentScores expected = ScorePCA(model, ModelColumns(model, raw));

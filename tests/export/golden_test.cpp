@@ -15,12 +15,6 @@
 #include "export/c_code.hpp"
 #include "export/export_test_support.hpp"
 #include "export/kvb_code.hpp"
-#include "export/model_document.hpp"
-#include "export/pls_model_document.hpp"
-#include "pca/pca_reports.hpp"
-#include "platform/boost_probability.hpp"
-#include "pls/pls_reports.hpp"
-#include "pls/pls_test_support.hpp"
 
 namespace mspc {
 namespace {
@@ -84,19 +78,11 @@ DMatrix SmallTable() {
 }
 
 TEST(GoldenFiles, ASmallPCAModelWritesItsDocumentCAndKVB) {
-  const DMatrix raw = SmallTable();
-  const WorkingData data = testing::ContinuousData(raw, {"feed", "steam <kg/h>", "valve"});
-  const platform::BoostProbability probability;
-  LoadedPCAModel model = PCADocumentModel(testing::FittedEngine(data, 2),
-                                          data,
-                                          ScalingMode::UnitStandardDeviations,
-                                          PCAReportOptions{},
-                                          probability);
+  const LoadedPCAModel model =
+      testing::ExportedPCAModel(SmallTable(), {"feed", "steam <kg/h>", "valve"}, 2);
   std::string text;
   WritePCADocument(model, text);
   ExpectGolden(text, "pca_small.pmml");
-  model.title = "Multivariate Statistical Process Control";
-  model.data_source = "plant.csv";
   ExpectGolden(GeneratePCACCode(model), "pca_small.c");
   ExpectGolden(GeneratePCAKVBCode(model), "pca_small.kvb");
 }
@@ -115,25 +101,11 @@ TEST(GoldenFiles, ASmallPLSModelWritesItsDocumentCAndKVB) {
   // Their places in the table: feed, steam, valve.
   predictors.variables[1].table_index = 2;
   dependents.variables[0].table_index = 1;
-  PLSFitOptions options;
-  options.max_iterations = 1000;
-  options.convergence = 1e-14;
-  PLSEngine engine(options);
-  engine.CenterAndScale(
-      x, y, {predictors.mean, predictors.scale}, {dependents.mean, dependents.scale});
-  testing::StoreComponents(engine, 1);
-  const platform::BoostProbability probability;
-  LoadedPLSModel model = PLSDocumentModel(engine,
-                                          predictors,
-                                          dependents,
-                                          ScalingMode::UnitStandardDeviations,
-                                          PLSReportOptions{},
-                                          probability);
+  const LoadedPLSModel model = testing::ExportedPLSModel(
+      testing::FittedPLSEngine(x, y, predictors, dependents, 1), predictors, dependents);
   std::string text;
   WritePLSDocument(model, text);
   ExpectGolden(text, "pls_small.pmml");
-  model.title = "Multivariate Statistical Process Control";
-  model.data_source = "plant.csv";
   ExpectGolden(GeneratePLSCCode(model), "pls_small.c");
   ExpectGolden(GeneratePLSKVBCode(model), "pls_small.kvb");
 }

@@ -15,17 +15,8 @@ namespace mspc {
 namespace {
 
 LoadedPCAModel Model(const std::vector<std::string>& names, const PCAReportOptions& options) {
-  const DMatrix raw = testing::ManufacturedData(20, 3, {2.0, 1.0}, 0.3, 14);
-  const WorkingData data = testing::ContinuousData(raw, names);
-  const platform::BoostProbability probability;
-  LoadedPCAModel model = PCADocumentModel(testing::FittedEngine(data, 2),
-                                          data,
-                                          ScalingMode::UnitStandardDeviations,
-                                          options,
-                                          probability);
-  model.title = "Multivariate Statistical Process Control";
-  model.data_source = "plant.csv";
-  return model;
+  return testing::ExportedPCAModel(
+      testing::ManufacturedData(20, 3, {2.0, 1.0}, 0.3, 14), names, 2, options);
 }
 
 std::vector<std::string> Lines(const std::string& text) {

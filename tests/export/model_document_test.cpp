@@ -19,6 +19,9 @@
 namespace mspc {
 namespace {
 
+using testing::Children;
+using testing::Parse;
+
 const XmlElement* Child(const XmlElement& element, const std::string& name) {
   for (const XmlElement& child : element.children) {
     if (child.name == name) return &child;
@@ -26,25 +29,10 @@ const XmlElement* Child(const XmlElement& element, const std::string& name) {
   return nullptr;
 }
 
-std::vector<const XmlElement*> Children(const XmlElement& element, const std::string& name) {
-  std::vector<const XmlElement*> found;
-  for (const XmlElement& child : element.children) {
-    if (child.name == name) found.push_back(&child);
-  }
-  return found;
-}
-
 double Number(const XmlElement& element, const std::string& attribute) {
   const std::string* value = element.Attribute(attribute);
   EXPECT_NE(value, nullptr) << element.name << " has no " << attribute;
   return value == nullptr ? std::nan("") : std::strtod(value->c_str(), nullptr);
-}
-
-XmlElement Parse(const std::string& text) {
-  const platform::PugiXmlParser parser;
-  XmlLoadResult result = parser.LoadText(text, /*prohibit_dtd=*/true);
-  EXPECT_TRUE(result.loaded) << result.error;
-  return result.root;
 }
 
 TEST(ModelDocumentText, NumbersHaveFourteenDecimalsAndASignedExponent) {

@@ -12,18 +12,12 @@
 #include "export/c_code.hpp"
 #include "export/export_test_support.hpp"
 #include "export/kvb_code.hpp"
-#include "export/model_document.hpp"
-#include "export/pls_model_document.hpp"
-#include "pca/pca_reports.hpp"
-#include "platform/boost_probability.hpp"
-#include "platform/pugi_xml_parser.hpp"
 #include "platform/temp_folder.hpp"
-#include "pls/pls_reports.hpp"
-#include "pls/pls_test_support.hpp"
 
 namespace mspc {
 namespace {
 
+using testing::Parse;
 const std::vector<std::string> kHostile = {"line\nbreak\r\nEnd Sub",
                                            "comment */ int x; /*",
                                            "quote \" and ' apostrophe",
@@ -33,22 +27,9 @@ const std::vector<std::string> kHostile = {"line\nbreak\r\nEnd Sub",
                                            "\"/><PCA/><x y=\"&amp;"};
 const std::vector<std::string> kPlain = {"a", "b", "c", "d", "e", "f", "g"};
 
-XmlElement Parse(const std::string& text) {
-  const platform::PugiXmlParser parser;
-  XmlLoadResult result = parser.LoadText(text, true);
-  EXPECT_TRUE(result.loaded) << result.error;
-  return result.root;
-}
-
 LoadedPCAModel PCAModel(const std::vector<std::string>& names) {
-  const DMatrix raw = testing::ManufacturedData(15, names.size(), {2.0, 1.0}, 0.3, 5);
-  const WorkingData data = testing::ContinuousData(raw, names);
-  const platform::BoostProbability probability;
-  LoadedPCAModel model = PCADocumentModel(testing::FittedEngine(data, 2),
-                                          data,
-                                          ScalingMode::UnitStandardDeviations,
-                                          PCAReportOptions{},
-                                          probability);
+  LoadedPCAModel model = testing::ExportedPCAModel(
+      testing::ManufacturedData(15, names.size(), {2.0, 1.0}, 0.3, 5), names, 2);
   model.title = names[4];
   model.data_source = names[5];
   return model;
@@ -62,17 +43,8 @@ LoadedPLSModel PLSModel(const std::vector<std::string>& names) {
   const WorkingData predictors =
       testing::ContinuousData(x, std::vector<std::string>(names.begin() + 2, names.end()));
   const WorkingData dependents = testing::ContinuousData(y, {names[0], names[1]});
-  PLSEngine engine;
-  engine.CenterAndScale(
-      x, y, {predictors.mean, predictors.scale}, {dependents.mean, dependents.scale});
-  testing::StoreComponents(engine, 2);
-  const platform::BoostProbability probability;
-  LoadedPLSModel model = PLSDocumentModel(engine,
-                                          predictors,
-                                          dependents,
-                                          ScalingMode::UnitStandardDeviations,
-                                          PLSReportOptions{},
-                                          probability);
+  LoadedPLSModel model = testing::ExportedPLSModel(
+      testing::FittedPLSEngine(x, y, predictors, dependents, 2), predictors, dependents);
   model.title = names[5];
   model.data_source = names[4];
   return model;

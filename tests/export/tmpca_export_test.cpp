@@ -11,12 +11,14 @@
 #include "deploy/deployment_model.hpp"
 #include "deploy/pca_deployment.hpp"
 #include "deploy/tmpca_document.hpp"
+#include "export/export_test_support.hpp"
 #include "frame/analysis_support.hpp"
 #include "pca/pca_reports.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
 #include "platform/pugi_xml_parser.hpp"
 #include "platform/temp_folder.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
 
@@ -33,36 +35,13 @@ class TMPCAExport : public ::testing::Test {
  protected:
   TMPCAExport()
       : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 8)) {
-    std::vector<double> batch;
-    std::vector<double> time;
-    std::vector<std::vector<double>> values(kVariables);
-    for (std::size_t i = 0; i < kBatches; ++i) {
-      for (std::size_t k = 0; k < kTimes; ++k) {
-        batch.push_back(static_cast<double>(i + 1));
-        time.push_back(10.0 * static_cast<double>(k + 1));
-        for (std::size_t j = 0; j < kVariables; ++j) {
-          values[j].push_back(unfolded_(i, k * kVariables + j));
-        }
-      }
-    }
-    table_.AddVariable("batch", batch);
-    table_.AddVariable("time", time);
-    for (std::size_t j = 0; j < kVariables; ++j) {
-      table_.AddVariable("x" + std::to_string(j + 1), values[j]);
-    }
+    testing::WriteLongTable(unfolded_, kVariables, table_, testing::LongTableLayout(1, 10, false));
     HostServices services = host_.Services(&table_, true);
     services.xml = &parser_;
     services.probability = &probability_;
     analysis_.InitCommons(services);
-    StartupOptions options;
-    options.batch_variable = "batch";
-    options.time_variable = "time";
+    StartupOptions options = testing::BatchOptions();
     options.variables = {"x1", "x2", "x3"};
-    options.component_mode = ComponentMode::FixedNumberOfComponents;
-    options.num_components = 2;
-    options.cross_validation = CrossValidationMethod::CrossValidationOff;
-    options.convergence_criterion = 1e-14;
-    options.max_iterations = 1000;
     model_.ApplyOptions(options);
     model_.Run(options);
     exported_ = TMPCADocumentModel(model_, PCAReportOptions{}, probability_);
@@ -78,21 +57,13 @@ class TMPCAExport : public ::testing::Test {
   LoadedTMPCAModel exported_;
 };
 
-std::vector<const XmlElement*> Children(const XmlElement& element, const std::string& name) {
-  std::vector<const XmlElement*> found;
-  for (const XmlElement& child : element.children) {
-    if (child.name == name) found.push_back(&child);
-  }
-  return found;
-}
+using testing::Children;
 
 TEST_F(TMPCAExport, TheDocumentHoldsTheBatchTimeAndProcessVariables) {
   std::string text;
   WriteTMPCADocument(exported_, text);
-  const platform::PugiXmlParser parser;
-  const XmlLoadResult loaded = parser.LoadText(text, true);
-  ASSERT_TRUE(loaded.loaded) << loaded.error;
-  const XmlElement& dictionary = *Children(loaded.root, "DataDictionary").at(0);
+  const XmlElement root = testing::Parse(text);
+  const XmlElement& dictionary = *Children(root, "DataDictionary").at(0);
   EXPECT_EQ(*dictionary.Attribute("numberOfFields"), "5");
   const auto fields = Children(dictionary, "DataField");
   ASSERT_EQ(fields.size(), 5u);
@@ -104,7 +75,7 @@ TEST_F(TMPCAExport, TheDocumentHoldsTheBatchTimeAndProcessVariables) {
   EXPECT_EQ(std::stod(*codes[2]->Attribute("value")), 30.0);
   EXPECT_EQ(*fields[4]->Attribute("name"), "x3");
 
-  const XmlElement& tmpca = *Children(loaded.root, "TMPCA").at(0);
+  const XmlElement& tmpca = *Children(root, "TMPCA").at(0);
   EXPECT_EQ(*tmpca.Attribute("numberOfVariables"), "3");
   EXPECT_EQ(Children(*Children(tmpca, "Scales").at(0), "Time").size(), kTimes);
 }

@@ -7,17 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
-#include "platform/boost_probability.hpp"
-#include "platform/seeded_random.hpp"
-#include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
-#include "support/recording_host.hpp"
+#include "support/dialog_analysis.hpp"
 
 namespace mspc {
 namespace {
 
 using fake::Put;
+using testing::Cell;
 
 constexpr int kBatches = 5;
 constexpr int kTimes = 4;
@@ -27,43 +23,34 @@ constexpr std::int64_t kTMPLSRow = 5;
 // Five batches of four times with codes 10, 20, 30, 40. At time 20 variable x1 holds 1, 2, 3,
 // 4, 5 over the batches; the other cells follow smooth curves that differ between batches.
 // The quality of a batch is marked at its last time.
-class BatchPLSAnalysis {
+class BatchPLSAnalysis : public testing::DialogAnalysis {
  public:
   BatchPLSAnalysis() {
-    std::vector<double> batch, time, x1, x2, x3, mark, quality;
+    std::vector<double> batch, time, x2, x3, mark, quality;
     for (int i = 0; i < kBatches; ++i) {
       for (int k = 0; k < kTimes; ++k) {
         batch.push_back(i + 1);
         time.push_back(10.0 * (k + 1));
-        x1.push_back(k == 1 ? i + 1.0 : 2.0 * k + std::sin(1.7 * i + k));
+        x1_.push_back(k == 1 ? i + 1.0 : 2.0 * k + std::sin(1.7 * i + k));
         x2.push_back(5.0 + k * k * 0.5 + std::cos(0.9 * i * (k + 1)));
         x3.push_back(std::sin(0.4 * (i + 1) * (k + 2)) + 0.3 * k);
         mark.push_back(k + 1 == kTimes ? 1.0 : 0.0);
         quality.push_back(10.0 + i * 1.5 + std::sin(3.1 * i));
       }
     }
-    table_.AddVariable("batch", batch);
-    table_.AddVariable("time", time);
-    table_.AddVariable("x1", x1);
-    x1_ = x1;
-    table_.AddVariable("x2", x2);
-    table_.AddVariable("x3", x3);
-    table_.AddVariable("mark", mark);
-    table_.AddVariable("quality", quality);
-    HostServices services = host_.Services(&table_, true);
-    services.steps = &steps_;
-    services.probability = &probability_;
-    services.random = &random_;
-    analysis_.InitCommons(services);
+    table().AddVariable("batch", batch);
+    table().AddVariable("time", time);
+    table().AddVariable("x1", x1_);
+    table().AddVariable("x2", x2);
+    table().AddVariable("x3", x3);
+    table().AddVariable("mark", mark);
+    table().AddVariable("quality", quality);
+    Start(/*automation=*/true);
   }
 
   // Choose the kind, fill its Startup and go to its Results.
   void Fit(std::int64_t row, int startup_step, int results_step, const char* results) {
-    ASSERT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", row);
-    ASSERT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    ASSERT_EQ(steps_.RunStep(startup_step), kDialogOpened);
-    AutomationObject& startup = steps_.Twin();
+    AutomationObject& startup = OpenStartup(row, startup_step);
     Put(startup, "BatchVariable", std::string("batch"));
     Put(startup, "TimeVariable", std::string("time"));
     if (row == kTMPLSRow) {
@@ -76,39 +63,14 @@ class BatchPLSAnalysis {
     Put(startup, "FixedNumberOfComponents", true);
     Put(startup, "NumberOfComponents", std::int64_t{2});
     Put(startup, "CrossValidationOff", true);
-    ASSERT_TRUE(fake::Run(startup, "OK"));
-    ASSERT_EQ(steps_.LastExit()->next_step, results_step);
-    ASSERT_EQ(steps_.RunStep(results_step), kDialogOpened);
-    ASSERT_EQ(steps_.Twin().TwinName(), results);
+    OpenResults(results_step, results);
   }
 
-  AutomationObject& Twin() { return steps_.Twin(); }
-  RecordingHost& host() { return host_; }
-  fake::FakeStepMachinery& steps() { return steps_; }
-  const Spreadsheet& Sheet(const std::string& title) {
-    for (auto it = host_.spreadsheets().rbegin(); it != host_.spreadsheets().rend(); ++it) {
-      if (it->title == title) return *it;
-    }
-    ADD_FAILURE() << "no spreadsheet " << title;
-    static const Spreadsheet kNone;
-    return kNone;
-  }
-  const Graph& LastGraph() { return host_.graphs().back(); }
   const std::vector<double>& x1() const { return x1_; }
 
  private:
-  fake::FakeStepMachinery steps_;
-  RecordingHost host_;
-  FakeDataTable table_;
-  platform::BoostProbability probability_;
-  platform::SeededRandom random_;
-  CMSPC analysis_{0, nullptr};
   std::vector<double> x1_;
 };
-
-double Cell(const Spreadsheet& sheet, std::size_t row, std::size_t col) {
-  return std::get<double>(sheet.rows.at(row).cells.at(col));
-}
 
 bool HasCommand(AutomationObject& twin, const std::string& name) {
   const std::vector<AutomationCommand> commands = twin.Commands();
@@ -124,7 +86,7 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
 
   // x1 at time 20 is 1..5: mean 3, s = sqrt(2.5), bands 3 ± 3 s and 3 ± 2 s.
   Put(twin, "AddTrajectoryWarningLimits", true);
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectorySpreadsheet"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
   const Spreadsheet& sheet = analysis.Sheet("Trajectory spreadsheet of variable: x1");
   ASSERT_EQ(sheet.rows.size(), 6u + kBatches);
   EXPECT_EQ(sheet.columns, (std::vector<std::string>{"10", "20", "30", "40"}));
@@ -136,7 +98,7 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_NEAR(Cell(sheet, 6 + 4, 1), 5.0, 1e-9);  // batch 5, rebuilt from the fit
   // A tight band leaves only the batch on the mean (3) inside at time 20.
   Put(twin, "ConstantForTrajectoryControlLimits", 0.1);
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectorySpreadsheet"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
   const auto& highlights = analysis.host().spreadsheets().back().highlights;
   EXPECT_EQ(std::count_if(highlights.begin(),
                           highlights.end(),
@@ -144,7 +106,7 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
             kBatches - 1);
 
   // Loadings over time: one curve per process variable with a point per time.
-  ASSERT_TRUE(fake::Run(twin, "LineplotsOfLoadings"));
+  ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
   const Graph& loadings = analysis.LastGraph();
   EXPECT_EQ(loadings.title, "Loading lineplot (p2)");
   ASSERT_EQ(loadings.series.size(), 3u);
@@ -152,13 +114,13 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_EQ(loadings.series[1].labels[2], "Time: 30");
 
   // The eigenvalue shares add up to the explained share of X.
-  ASSERT_TRUE(fake::Run(twin, "Eigenvalues"));
+  ASSERT_TRUE(analysis.Run("Eigenvalues"));
   const Spreadsheet& eigenvalues = analysis.Sheet("Eigenvalues");
   ASSERT_EQ(eigenvalues.rows.size(), 2u);
   EXPECT_NEAR(Cell(eigenvalues, 0, 1) + Cell(eigenvalues, 1, 1), Cell(eigenvalues, 1, 3), 1e-9);
 
   // Descriptive statistics per variable and time, time-major: x1 at time 20 is row J.
-  ASSERT_TRUE(fake::Run(twin, "DescriptiveStatistics"));
+  ASSERT_TRUE(analysis.Run("DescriptiveStatistics"));
   const Spreadsheet& statistics = analysis.Sheet("Descriptive statistics");
   ASSERT_EQ(statistics.rows.size(), 3u * kTimes);
   EXPECT_EQ(statistics.rows[3].label, "x1");
@@ -167,7 +129,7 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_NEAR(Cell(statistics, 3, 3), s, 1e-12);
 
   // The variables' importances over time add up to 1, so their powers² average 1.
-  ASSERT_TRUE(fake::Run(twin, "SpreadsheetOfImportanceOfPredictors"));
+  ASSERT_TRUE(analysis.Run("SpreadsheetOfImportanceOfPredictors"));
   const Spreadsheet& importance = analysis.Sheet("Variable importance");
   ASSERT_EQ(importance.rows.size(), 3u);
   double total = 0.0;
@@ -182,7 +144,7 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
 
   // Distance to model per batch with T² beside it. Each component adds sum (t / s)² = N - 1 over
   // the batches (s is the sample deviation of centred scores), so the T² add up to A (N - 1).
-  ASSERT_TRUE(fake::Run(twin, "DToModelSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
   const Spreadsheet& distance = analysis.Sheet("Distance to model");
   EXPECT_EQ(distance.row_header, "Batch");
   ASSERT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
@@ -191,20 +153,18 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   EXPECT_NEAR(t2_sum, 2.0 * (kBatches - 1), 1e-9);
 
   Put(twin, "VariableForTrajectory", std::string("x9"));
-  EXPECT_FALSE(fake::Run(twin, "VariableTrajectoryPlot"));
+  EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
-  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorPMML"));
+  ASSERT_TRUE(analysis.Run("CodeGeneratorPMML"));
   EXPECT_NE(analysis.host().texts().back().text.find("<TMPLS "), std::string::npos);
   // The C export is the fixed note that C deployment is not generated for a PLS kind.
-  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorCLang"));
+  ASSERT_TRUE(analysis.Run("CodeGeneratorCLang"));
   ASSERT_FALSE(analysis.host().texts().empty());
   EXPECT_NE(analysis.host().texts().back().text.find("//"), std::string::npos);
 
-  ASSERT_TRUE(fake::Run(twin, "Details"));
-  ASSERT_EQ(analysis.steps().LastExit()->next_step, kStepTMPLSDetails);
-  ASSERT_EQ(analysis.steps().RunStep(kStepTMPLSDetails), kDialogOpened);
+  analysis.GoTo("Details", kStepTMPLSDetails);
   EXPECT_EQ(analysis.Twin().TwinName(), "TMPLSDetails");
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "Close"));
+  ASSERT_TRUE(analysis.Run("Close"));
   EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepTMPLSResults);
 }
 
@@ -214,11 +174,11 @@ TEST(BMPLSResultsDialog, PerTimeScoreAndSPELimitsAndTimePredicted) {
   AutomationObject& twin = analysis.Twin();
   EXPECT_FALSE(HasCommand(twin, "Details"));
   EXPECT_TRUE(HasCommand(twin, "VariableTrajectoryPlot"));
-  ASSERT_TRUE(fake::Run(twin, "CodeGeneratorKVB"));
+  ASSERT_TRUE(analysis.Run("CodeGeneratorKVB"));
   EXPECT_EQ(analysis.host().texts().back().title,
             "Batch-wise Multi-way Partial Least Squares KVB deployment code");
 
-  ASSERT_TRUE(fake::Run(twin, "Predictions"));
+  ASSERT_TRUE(analysis.Run("Predictions"));
   const Spreadsheet& predictions = analysis.Sheet("Predictions");
   EXPECT_NE(std::find(predictions.columns.begin(), predictions.columns.end(), "Time predicted"),
             predictions.columns.end());
@@ -228,7 +188,7 @@ TEST(BMPLSResultsDialog, PerTimeScoreAndSPELimitsAndTimePredicted) {
   // time, then one row per batch.
   Put(twin, "ComputeScoreLimitFromStdDev", true);
   Put(twin, "ComponentsToPlot", std::vector<std::int64_t>{1});
-  ASSERT_TRUE(fake::Run(twin, "ScoreControlChartSheet"));
+  ASSERT_TRUE(analysis.Run("ScoreControlChartSheet"));
   const Spreadsheet& scores = analysis.Sheet("Trajectory spreadsheet of t1");
   ASSERT_EQ(scores.rows.size(), 7u + kBatches);
   for (std::size_t k = 0; k < kTimes; ++k) {
@@ -238,23 +198,23 @@ TEST(BMPLSResultsDialog, PerTimeScoreAndSPELimitsAndTimePredicted) {
     for (std::size_t i = 0; i < kBatches; ++i) mean += Cell(scores, 7 + i, k) / kBatches;
     EXPECT_NEAR(Cell(scores, 0, k), mean, 1e-9);
   }
-  ASSERT_TRUE(fake::Run(twin, "ScoreControlChart"));
+  ASSERT_TRUE(analysis.Run("ScoreControlChart"));
   EXPECT_EQ(analysis.LastGraph().title, "Trajectory plot of t1");
   EXPECT_EQ(analysis.LastGraph().series.size(), 5u + kBatches);
 
   // SPE(Q): the chart of every observation, then the lines of every time.
-  ASSERT_TRUE(fake::Run(twin, "SPEQSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("SPEQSpreadsheet"));
   const Spreadsheet& spe = analysis.Sheet("SPE(Q) by time");
   ASSERT_EQ(spe.rows.size(), 2u + kBatches);
   EXPECT_EQ(spe.rows[0].label, "Control line");
   for (std::size_t k = 0; k < kTimes; ++k) EXPECT_GT(Cell(spe, 0, k), Cell(spe, 1, k));
 
   // The variable trajectories are the data: x1 at time 20 is 1..5.
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectorySpreadsheet"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
   const Spreadsheet& trajectory = analysis.Sheet("Trajectory spreadsheet of variable: x1");
   EXPECT_NEAR(Cell(trajectory, 1, 1), std::sqrt(2.5), 1e-12);
   Put(twin, "UseOriginalScale", false);
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectorySpreadsheet"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectorySpreadsheet"));
   // In scaled units by the mean and deviation of x1 over all 20 observations (two passes).
   double mean = 0.0;
   for (const double value : analysis.x1()) mean += value / analysis.x1().size();
@@ -266,12 +226,12 @@ TEST(BMPLSResultsDialog, PerTimeScoreAndSPELimitsAndTimePredicted) {
   EXPECT_NEAR(Cell(scaled, 1, 1), std::sqrt(2.5) / deviation, 1e-9);
 
   // Without chosen batches the trajectory plot warns and draws the mean and the bands.
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectoryPlot"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kSelectBatchesToDisplay), 1);
   EXPECT_EQ(analysis.LastGraph().series.size(), 3u);
   Put(twin, "BatchesToDisplay", std::vector<std::string>{"2", "4"});
   Put(twin, "TrajectoryLimitsAsRegions", true);
-  ASSERT_TRUE(fake::Run(twin, "VariableTrajectoryPlot"));
+  ASSERT_TRUE(analysis.Run("VariableTrajectoryPlot"));
   const Graph& plot = analysis.LastGraph();
   ASSERT_EQ(plot.series.size(), 4u);
   EXPECT_EQ(plot.series[1].x.size(), 2u * kTimes);  // the band as one closed outline

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <typeindex>
 #include <typeinfo>
 #include <vector>
@@ -14,47 +15,25 @@
 #include "frame/mspc.hpp"
 #include "pca/pca_model.hpp"
 #include "pls/pls_model.hpp"
-#include "support/fake_host.hpp"
+#include "support/hosted_analysis.hpp"
 
 namespace mspc {
 namespace {
 
-struct MSPCStartupFixture {
-  explicit MSPCStartupFixture(int simple_mode = 0) : analysis(simple_mode, nullptr) {}
-  void Attach() { analysis.InitCommons(host.Services()); }
-  AutomationObject& Open() {
-    EXPECT_EQ(host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
-    return host.steps.Twin();
-  }
-  fake::FakeHost host;
-  CMSPC analysis;
-};
-
-TEST(MSPCStartupList, AFreshAnalysisSelectsPCA) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  AutomationObject& twin = fixture.Open();
-  EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
-  ASSERT_TRUE(fake::Run(twin, "OK"));
-  EXPECT_EQ(typeid(*fixture.analysis.CurrentModel()), typeid(CPCAModel));
-  EXPECT_EQ(fixture.host.steps.LastExit()->next_step, 102);
-}
-
-TEST(MSPCStartupList, ReopeningSelectsTheRowChosenLast) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{4});
+TEST(MSPCStartupList, PCAFirstThenTheRowChosenLastIsSelected) {
+  fake::HostedAnalysis fixture;
+  EXPECT_EQ(std::get<std::int64_t>(fake::Get(fixture.OpenList(), "SelectedKind")), 1);
+  fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{4});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
-  AutomationObject& reopened = fixture.Open();
+  AutomationObject& reopened = fixture.OpenList();
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(reopened, "SelectedKind")), 4);
   // Step 101 itself gives up the model chosen before.
   EXPECT_EQ(fixture.analysis.CurrentModel(), nullptr);
 }
 
 TEST(MSPCStartupList, RowsOfTheFullAndTheSimpleList) {
-  MSPCStartupFixture full;
-  full.Attach();
-  AutomationObject& full_twin = full.Open();
+  fake::HostedAnalysis full;
+  AutomationObject& full_twin = full.OpenList();
   EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(full_twin, "Rows")),
             (std::vector<std::string>{"MSPC Deployment",
                                       "Principal components analysis (PCA)",
@@ -62,9 +41,8 @@ TEST(MSPCStartupList, RowsOfTheFullAndTheSimpleList) {
                                       "Batch-wise multi-way partial least squares (BMPLS)",
                                       "Time-wise multi-way principal components analysis (TMPCA)",
                                       "Time-wise multi-way partial least squares (TMPLS)"}));
-  MSPCStartupFixture simple(1);
-  simple.Attach();
-  AutomationObject& simple_twin = simple.Open();
+  fake::HostedAnalysis simple(1);
+  AutomationObject& simple_twin = simple.OpenList();
   EXPECT_FALSE(fake::FindProperty(simple_twin, "Rows").put);
   EXPECT_EQ(
       std::get<std::vector<std::string>>(fake::Get(simple_twin, "Rows")),
@@ -77,6 +55,7 @@ struct RowCase {
   bool simple;
   std::type_index model;
   int next_step;
+  std::string twin;  // of the Startup step
 };
 
 void PrintTo(const RowCase& c, std::ostream* out) {
@@ -87,9 +66,8 @@ class MSPCStartupRow : public ::testing::TestWithParam<RowCase> {};
 
 TEST_P(MSPCStartupRow, OKMakesTheModelOfTheRowAndMovesToItsStartup) {
   const RowCase& c = GetParam();
-  MSPCStartupFixture fixture(c.simple ? 1 : 0);
-  fixture.Attach();
-  AutomationObject& twin = fixture.Open();
+  fake::HostedAnalysis fixture(c.simple ? 1 : 0);
+  AutomationObject& twin = fixture.OpenList();
   fake::Put(twin, "SelectedKind", std::int64_t{c.row});
   ASSERT_TRUE(fake::Run(twin, "OK"));
   ASSERT_NE(fixture.analysis.CurrentModel(), nullptr);
@@ -100,6 +78,8 @@ TEST_P(MSPCStartupRow, OKMakesTheModelOfTheRowAndMovesToItsStartup) {
   EXPECT_EQ(exit->next_step, c.next_step);
   EXPECT_EQ(exit->direction, kDirectionForward);
   EXPECT_EQ(exit->flags, 0);
+  EXPECT_EQ(fixture.host.steps.RunStep(c.next_step), kDialogOpened);
+  EXPECT_EQ(fixture.host.steps.Twin().TwinName(), c.twin);
 }
 
 std::vector<RowCase> RowCases() {
@@ -111,24 +91,24 @@ std::vector<RowCase> RowCases() {
   const std::type_index bmpls = typeid(CBMPLSModel);
   const std::type_index hierarchical = typeid(CHierarchicalModel);
   return {
-      {0, false, deploy, 120},
-      {1, false, pca, 102},
-      {2, false, pls, 111},
-      {3, false, bmpls, 117},
-      {4, false, tmpca, 105},
-      {5, false, tmpls, 114},
-      {6, false, hierarchical, 122},
-      {7, false, pca, 102},
-      {-1, false, pca, 102},
-      {0, true, deploy, 120},
-      {1, true, pca, 102},
-      {2, true, pls, 111},
+      {0, false, deploy, 120, "MSPCDeployment"},
+      {1, false, pca, 102, "PCAStartup"},
+      {2, false, pls, 111, "PLSStartup"},
+      {3, false, bmpls, 117, "BMPLSStartup"},
+      {4, false, tmpca, 105, "TMPCAStartup"},
+      {5, false, tmpls, 114, "TMPLSStartup"},
+      {6, false, hierarchical, 122, "HierarchicalStartup"},
+      {7, false, pca, 102, "PCAStartup"},
+      {-1, false, pca, 102, "PCAStartup"},
+      {0, true, deploy, 120, "MSPCDeployment"},
+      {1, true, pca, 102, "PCAStartup"},
+      {2, true, pls, 111, "PLSStartup"},
       // The simple analysis reads rows 3 to 5 in another order than the full one.
-      {3, true, tmpca, 105},
-      {4, true, tmpls, 114},
-      {5, true, bmpls, 117},
-      {6, true, hierarchical, 122},
-      {42, true, pca, 102},
+      {3, true, tmpca, 105, "TMPCAStartup"},
+      {4, true, tmpls, 114, "TMPLSStartup"},
+      {5, true, bmpls, 117, "BMPLSStartup"},
+      {6, true, hierarchical, 122, "HierarchicalStartup"},
+      {42, true, pca, 102, "PCAStartup"},
   };
 }
 
@@ -136,9 +116,8 @@ INSTANTIATE_TEST_SUITE_P(AllRows, MSPCStartupRow, ::testing::ValuesIn(RowCases()
 
 TEST(MSPCStartupList, ChoosingAgainReplacesTheModel) {
   const int baseline = CBaseModel::LiveModels();
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{2});
+  fake::HostedAnalysis fixture;
+  fake::Put(fixture.OpenList(), "SelectedKind", std::int64_t{2});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
   // OK pressed twice on the same list: the first model is gone before the second exists.
   fake::Put(fixture.host.steps.Twin(), "SelectedKind", std::int64_t{5});
@@ -148,9 +127,8 @@ TEST(MSPCStartupList, ChoosingAgainReplacesTheModel) {
 }
 
 TEST(MSPCStartupList, CancelEndsTheSequence) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  ASSERT_TRUE(fake::Run(fixture.Open(), "Cancel"));
+  fake::HostedAnalysis fixture;
+  ASSERT_TRUE(fake::Run(fixture.OpenList(), "Cancel"));
   const auto exit = fixture.host.steps.LastExit();
   ASSERT_TRUE(exit.has_value());
   EXPECT_EQ(exit->next_step, 0);
@@ -159,27 +137,25 @@ TEST(MSPCStartupList, CancelEndsTheSequence) {
 }
 
 TEST(MSPCStartupList, OpeningReadsTheStandaloneResultsSetting) {
-  MSPCStartupFixture fixture;
+  fake::HostedAnalysis fixture(0, /*attach=*/false);
   fixture.host.settings.values["StandAloneResults"] = 1;
   fixture.Attach();
   EXPECT_EQ(fixture.analysis.StandAloneResults(), 0);
-  fixture.Open();
+  fixture.OpenList();
   EXPECT_EQ(fixture.analysis.StandAloneResults(), 1);
 }
 
 TEST(MSPCStartupList, SelectedKindTakesOnlyIntegers) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  AutomationObject& twin = fixture.Open();
+  fake::HostedAnalysis fixture;
+  AutomationObject& twin = fixture.OpenList();
   EXPECT_THROW(fake::Put(twin, "SelectedKind", std::string("PCA")), AutomationError);
   EXPECT_THROW(fake::Put(twin, "SelectedKind", std::int64_t{1} << 40), AutomationError);
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "SelectedKind")), 1);
 }
 
 TEST(DeploymentStartup, CancelKeepsTheStandaloneChoiceAndReturnsToTheList) {
-  MSPCStartupFixture fixture;
-  fixture.Attach();
-  fake::Put(fixture.Open(), "SelectedKind", std::int64_t{0});
+  fake::HostedAnalysis fixture;
+  fake::Put(fixture.OpenList(), "SelectedKind", std::int64_t{0});
   ASSERT_TRUE(fake::Run(fixture.host.steps.Twin(), "OK"));
   ASSERT_EQ(fixture.host.steps.RunStep(kStepDeployStartup), kDialogOpened);
   AutomationObject& twin = fixture.host.steps.Twin();

@@ -6,82 +6,44 @@
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
 #include "pca/pca_test_support.hpp"
-#include "platform/boost_probability.hpp"
-#include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
-#include "support/recording_host.hpp"
+#include "support/batch_tables.hpp"
+#include "support/dialog_analysis.hpp"
 
 namespace mspc {
 namespace {
 
 using fake::Get;
 using fake::Put;
+using testing::Cell;
 
 constexpr std::int64_t kTMPCARow = 4;
 
 // A TMPCA analysis of an unfolded matrix (batches × (time, variable)) written out as a long
 // table, batch b coded 10 + b and time k coded 100 (k + 1), driven step by step as a host would.
-class TMPCAAnalysis {
+class TMPCAAnalysis : public testing::DialogAnalysis {
  public:
-  TMPCAAnalysis(const DMatrix& unfolded, std::size_t variables, bool time_variable = true) {
-    const std::size_t times = unfolded.cols() / variables;
-    std::vector<double> batch, time;
-    std::vector<std::vector<double>> values(variables);
-    for (std::size_t i = 0; i < unfolded.rows(); ++i) {
-      for (std::size_t k = 0; k < times; ++k) {
-        batch.push_back(10.0 + static_cast<double>(i));
-        time.push_back(100.0 * static_cast<double>(k + 1));
-        for (std::size_t j = 0; j < variables; ++j) {
-          values[j].push_back(unfolded(i, k * variables + j));
-        }
-      }
-    }
-    table_.AddVariable("batch", batch);
-    if (time_variable) table_.AddVariable("time", time);
-    for (std::size_t j = 0; j < variables; ++j) {
-      names_.push_back("x" + std::to_string(j + 1));
-      table_.AddVariable(names_.back(), values[j]);
-    }
-    time_variable_ = time_variable;
-    HostServices services = host_.Services(&table_);
-    services.steps = &steps_;
-    services.probability = &probability_;
-    analysis_.InitCommons(services);
+  TMPCAAnalysis(const DMatrix& unfolded, std::size_t variables, bool time_variable = true)
+      : time_variable_(time_variable) {
+    testing::WriteLongTable(
+        unfolded, variables, table(), testing::LongTableLayout(10, 100, false, time_variable));
+    for (std::size_t j = 0; j < variables; ++j) names_.push_back("x" + std::to_string(j + 1));
+    Start();
   }
 
   void Fit(int components) {
-    ASSERT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", kTMPCARow);
-    ASSERT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    ASSERT_EQ(steps_.RunStep(kStepTMPCAStartup), kDialogOpened);
-    AutomationObject& startup = steps_.Twin();
+    AutomationObject& startup = OpenStartup(kTMPCARow, kStepTMPCAStartup);
     Put(startup, "BatchVariable", std::string("batch"));
     if (time_variable_) Put(startup, "TimeVariable", std::string("time"));
     Put(startup, "Variables", names_);
     Put(startup, "FixedNumberOfComponents", true);
     Put(startup, "NumberOfComponents", std::int64_t{components});
-    ASSERT_TRUE(fake::Run(startup, "OK"));
-    ASSERT_EQ(steps_.RunStep(kStepTMPCAResults), kDialogOpened);
-    ASSERT_EQ(steps_.Twin().TwinName(), "TMPCAResults");
+    OpenResults(kStepTMPCAResults, "TMPCAResults");
   }
 
-  AutomationObject& Twin() { return steps_.Twin(); }
-  bool Run(const char* command) { return fake::Run(Twin(), command); }
-  RecordingHost& host() { return host_; }
-  fake::FakeStepMachinery& steps() { return steps_; }
-  const Spreadsheet& LastSheet() { return host_.spreadsheets().back(); }
-  const Graph& LastGraph() { return host_.graphs().back(); }
-
  private:
-  fake::FakeStepMachinery steps_;
-  RecordingHost host_;
-  FakeDataTable table_;
-  platform::BoostProbability probability_;
-  CMSPC analysis_{0, nullptr};
+  bool time_variable_;
   std::vector<std::string> names_;
-  bool time_variable_ = true;
 };
 
 constexpr std::size_t kBatches = 5;
@@ -94,8 +56,6 @@ DMatrix FiveBatches() {
   for (std::size_t i = 0; i < kBatches; ++i) unfolded(i, kVariables) = static_cast<double>(i + 1);
   return unfolded;
 }
-
-double Cell(const ReportRow& row, std::size_t col) { return std::get<double>(row.cells[col]); }
 
 TEST(TMPCAResultsDialog, TrajectorySpreadsheetBandsTheBatchesAndHighlightsThoseOutside) {
   TMPCAAnalysis analysis(FiveBatches(), kVariables);
@@ -327,9 +287,7 @@ TEST(TMPCAResultsDialog, ComponentCommandsDetailsAndExports) {
   ASSERT_EQ(analysis.host().texts().size(), 3u);
   EXPECT_NE(analysis.host().texts()[0].text.find("<TMPCA "), std::string::npos);
 
-  ASSERT_TRUE(analysis.Run("Details"));
-  EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepTMPCADetails);
-  ASSERT_EQ(analysis.steps().RunStep(kStepTMPCADetails), kDialogOpened);
+  analysis.GoTo("Details", kStepTMPCADetails);
   ASSERT_EQ(analysis.Twin().TwinName(), "TMPCADetails");
   ASSERT_TRUE(analysis.Run("VariableStatistics"));
   EXPECT_EQ(analysis.LastSheet().rows.size(), kTimes * kVariables);

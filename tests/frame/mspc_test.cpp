@@ -6,28 +6,12 @@
 
 #include "frame/exports.hpp"
 #include "frame/variable_lookup.hpp"
-#include "support/fake_host.hpp"
+#include "support/hosted_analysis.hpp"
 
 namespace mspc {
 namespace {
 
 using fake::FakeHost;
-
-// An analysis attached to a fresh fake host, as the host does before the first step.
-struct AttachedAnalysis {
-  explicit AttachedAnalysis(int simple_mode = 0, bool automation = false)
-      : analysis(simple_mode, nullptr) {
-    analysis.InitCommons(host.Services(automation));
-  }
-  // Choose a row of the MSPC Startup list and press OK, as a script does.
-  void Choose(int row) {
-    ASSERT_EQ(host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
-    fake::Put(host.steps.Twin(), "SelectedKind", std::int64_t{row});
-    ASSERT_TRUE(fake::Run(host.steps.Twin(), "OK"));
-  }
-  FakeHost host;
-  CMSPC analysis;
-};
 
 TEST(AnalysisFactories, MakeTheFullAndTheSimpleAnalysis) {
   CMSPC* full = Kvs6NewAnalysis();
@@ -63,7 +47,7 @@ TEST(AnalysisStepTable, RowsAreStoredInTheirOrderAndOnlyInitHasASuccessor) {
 }
 
 TEST(AnalysisStepTable, StepsWithoutADialogReturnZero) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   for (const int step : {108, 109, 110, 119, 121, 123, 124}) {
     EXPECT_EQ(fixture.host.steps.RunStep(step), 0) << "step " << step;
   }
@@ -71,7 +55,7 @@ TEST(AnalysisStepTable, StepsWithoutADialogReturnZero) {
 }
 
 TEST(AnalysisStepTable, StartupStepsOpenTheirDialogOnlyOverAModelOfTheirKind) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   // No model yet: no kind's Startup can open.
   for (const int step : {102, 105, 111, 114, 117, 120, 122}) {
     EXPECT_EQ(fixture.host.steps.RunStep(step), 0) << "step " << step;
@@ -82,30 +66,8 @@ TEST(AnalysisStepTable, StartupStepsOpenTheirDialogOnlyOverAModelOfTheirKind) {
   EXPECT_EQ(fixture.host.steps.Twin().TwinName(), "PLSStartup");
 }
 
-TEST(AnalysisStepTable, EachStartupStepOpensItsOwnTwin) {
-  struct Case {
-    int row;
-    int step;
-    const char* twin;
-  };
-  const Case cases[] = {{0, 120, "MSPCDeployment"},
-                        {1, 102, "PCAStartup"},
-                        {2, 111, "PLSStartup"},
-                        {3, 117, "BMPLSStartup"},
-                        {4, 105, "TMPCAStartup"},
-                        {5, 114, "TMPLSStartup"},
-                        {6, 122, "HierarchicalStartup"}};
-  for (const Case& c : cases) {
-    AttachedAnalysis fixture;
-    fixture.Choose(c.row);
-    EXPECT_EQ(fixture.host.steps.LastExit()->next_step, c.step);
-    EXPECT_EQ(fixture.host.steps.RunStep(c.step), kDialogOpened) << "row " << c.row;
-    EXPECT_EQ(fixture.host.steps.Twin().TwinName(), c.twin);
-  }
-}
-
 TEST(AnalysisStepTable, ResultsAndDetailsStayClosedWithoutAFittedModel) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   fixture.Choose(1);
   ASSERT_NE(fixture.analysis.CurrentModel(), nullptr);
   ASSERT_FALSE(fixture.analysis.CurrentModel()->IsFitted());
@@ -115,10 +77,10 @@ TEST(AnalysisStepTable, ResultsAndDetailsStayClosedWithoutAFittedModel) {
 }
 
 TEST(AnalysisStepTable, StepOneHundredOneOpensTheListOfTheAnalysisMode) {
-  AttachedAnalysis full(0);
+  fake::HostedAnalysis full(0);
   EXPECT_EQ(full.host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
   EXPECT_EQ(full.host.steps.Twin().TwinName(), "MSPCStartup");
-  AttachedAnalysis simple(1);
+  fake::HostedAnalysis simple(1);
   EXPECT_EQ(simple.host.steps.RunStep(kStepMSPCStartup), kDialogOpened);
   EXPECT_EQ(simple.host.steps.Twin().TwinName(), "SimpleMSPCStartup");
 }
@@ -129,7 +91,7 @@ TEST(AnalysisStepTable, NoDialogOpensWithoutAHost) {
 }
 
 TEST(AnalysisInit, InvalidatesTheVariableCacheAndRegistersTheTableAgain) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   ASSERT_TRUE(LookUpVariable(fixture.host.table, "x2").has_value());
   ASSERT_EQ(CachedVariableIndex(), 1);
   const int registrations = fixture.host.steps.registrations;
@@ -140,7 +102,7 @@ TEST(AnalysisInit, InvalidatesTheVariableCacheAndRegistersTheTableAgain) {
 }
 
 TEST(AnalysisProgress, TdstarRestartsARunningBarAndDdstopIsHarmlessWhenNoneRuns) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   fake::FakeProgressBar& bar = fixture.host.progress;
   fixture.analysis.ddstop();
   EXPECT_EQ(bar.stops, 0);
@@ -164,7 +126,7 @@ TEST(AnalysisProgress, TdstarRestartsARunningBarAndDdstopIsHarmlessWhenNoneRuns)
 TEST(AnalysisLifetime, DestructionDeletesTheModel) {
   const int baseline = CBaseModel::LiveModels();
   {
-    AttachedAnalysis fixture;
+    fake::HostedAnalysis fixture;
     fixture.Choose(2);
     EXPECT_EQ(CBaseModel::LiveModels(), baseline + 1);
   }
@@ -212,7 +174,7 @@ TEST(OutputTracker, RecordsUnderThePendingPairOnlyAndReplacesInPlace) {
 }
 
 TEST(OutputTracker, AnalysisTracksAndReplaysOnlyWithStandaloneResults) {
-  AttachedAnalysis fixture;
+  fake::HostedAnalysis fixture;
   fixture.analysis.SetNextOutputID(7, 1);
   fixture.analysis.RouteOutput(Sheet("untracked"));
   EXPECT_FALSE(fixture.analysis.OutputExists(7, 1));

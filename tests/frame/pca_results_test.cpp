@@ -3,17 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
 #include "pca/pca_test_support.hpp"
-#include "platform/boost_probability.hpp"
-#include "platform/seeded_random.hpp"
-#include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
-#include "support/recording_host.hpp"
+#include "support/dialog_analysis.hpp"
 
 namespace mspc {
 namespace {
@@ -24,65 +18,28 @@ using fake::Put;
 constexpr int kRows = 30;
 constexpr int kVariables = 5;
 
-// A PCA analysis on a rank-2 table of 30 cases and 5 variables, driven step by step as a host
-// would: the MSPC Startup list, PCA Startup, then PCA Results.
-class PCAAnalysis {
+// A PCA analysis on a rank-2 table of 30 cases and 5 variables.
+class PCAAnalysis : public testing::DialogAnalysis {
  public:
   explicit PCAAnalysis(ProgressMonitor* progress = nullptr) {
-    const DMatrix raw = testing::ManufacturedData(kRows, kVariables, {3.0, 2.0}, 0.2, 17);
-    for (std::size_t col = 0; col < raw.cols(); ++col) {
-      std::vector<double> values;
-      for (std::size_t row = 0; row < raw.rows(); ++row) values.push_back(raw(row, col));
-      table_.AddVariable("x" + std::to_string(col + 1), values);
-    }
-    HostServices services = host_.Services(&table_);
-    services.steps = &steps_;
-    services.probability = &probability_;
-    services.random = &random_;
-    services.progress = progress;
-    analysis_.InitCommons(services);
+    AddColumns(testing::ManufacturedData(kRows, kVariables, {3.0, 2.0}, 0.2, 17));
+    Start(false, progress);
   }
 
   // Fit with a fixed number of components and open PCA Results.
   void Fit(int components) {
-    ASSERT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", std::int64_t{1});
-    ASSERT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    ASSERT_EQ(steps_.RunStep(kStepPCAStartup), kDialogOpened);
-    AutomationObject& startup = steps_.Twin();
+    AutomationObject& startup = OpenStartup(1, kStepPCAStartup);
     Put(startup, "Variables", std::vector<std::string>{"x1", "x2", "x3", "x4", "x5"});
     Put(startup, "FixedNumberOfComponents", true);
     Put(startup, "NumberOfComponents", std::int64_t{components});
-    ASSERT_TRUE(fake::Run(startup, "OK"));
-    ASSERT_EQ(steps_.LastExit()->next_step, kStepPCAResults);
-    ASSERT_EQ(steps_.RunStep(kStepPCAResults), kDialogOpened);
-    ASSERT_EQ(steps_.Twin().TwinName(), "PCAResults");
+    OpenResults(kStepPCAResults, "PCAResults");
   }
-
-  AutomationObject& Twin() { return steps_.Twin(); }
-  int Components() {
-    return static_cast<int>(std::get<std::int64_t>(Get(Twin(), "NumberOfComponents")));
-  }
-  RecordingHost& host() { return host_; }
-  fake::FakeStepMachinery& steps() { return steps_; }
-
- private:
-  fake::FakeStepMachinery steps_;
-  RecordingHost host_;
-  FakeDataTable table_;
-  platform::BoostProbability probability_;
-  platform::SeededRandom random_;
-  CMSPC analysis_{0, nullptr};
 };
-
-std::size_t ReportCount(RecordingHost& host) {
-  return host.spreadsheets().size() + host.graphs().size();
-}
 
 TEST(PCAResultsDialog, DefaultLimitsDrawTheNinetyNineAndNinetyFivePercentLines) {
   PCAAnalysis analysis;
   analysis.Fit(2);
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "TSquareChart"));
+  ASSERT_TRUE(analysis.Run("TSquareChart"));
   const Graph& chart = analysis.host().graphs().back();
   EXPECT_EQ(chart.type, GraphType::kControl);
   ASSERT_EQ(chart.lines.size(), 2u);
@@ -93,7 +50,7 @@ TEST(PCAResultsDialog, DefaultLimitsDrawTheNinetyNineAndNinetyFivePercentLines) 
   // Without a warning line its limit is not checked.
   Put(analysis.Twin(), "TSquareWarning", false);
   Put(analysis.Twin(), "TSquareWarningLimit", 99.5);
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "SPEQChart"));
+  ASSERT_TRUE(analysis.Run("SPEQChart"));
   EXPECT_EQ(analysis.host().graphs().back().lines.size(), 1u);
 }
 
@@ -132,12 +89,12 @@ TEST(PCAResultsDialog, SettingsOutOfRangeRefuseTheReportWithTheirMessage) {
     PCAAnalysis analysis;
     analysis.Fit(2);
     Put(analysis.Twin(), c.property, c.value);
-    const std::size_t reports = ReportCount(analysis.host());
-    EXPECT_FALSE(fake::Run(analysis.Twin(), c.command));
+    const std::size_t reports = analysis.ReportCount();
+    EXPECT_FALSE(analysis.Run(c.command));
     ASSERT_FALSE(analysis.host().messages().empty());
-    EXPECT_EQ(analysis.host().messages().back().id, c.refusal);
+    EXPECT_EQ(analysis.LastMessage(), c.refusal);
     EXPECT_EQ(analysis.host().messages().back().kind, MessageKind::kStop);
-    EXPECT_EQ(ReportCount(analysis.host()), reports);
+    EXPECT_EQ(analysis.ReportCount(), reports);
   }
 }
 
@@ -146,8 +103,8 @@ TEST(PCAResultsDialog, StandardDeviationLimitsStartAtThreeAndTwoAroundTheMean) {
   analysis.Fit(2);
   Put(analysis.Twin(), "ComputeScoreLimitFromStdDev", true);
   Put(analysis.Twin(), "ComponentsToPlot", std::vector<std::int64_t>{1});
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "XScoreSpreadsheet"));
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "LineplotsOfScores"));
+  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("LineplotsOfScores"));
   const Graph& plot = analysis.host().graphs().back();
   EXPECT_EQ(plot.title, "Score lineplot (t1)");
   EXPECT_EQ(plot.subtitles[2], "Control Limit: +/-3*Std.Dev");
@@ -184,17 +141,17 @@ TEST(PCAResultsDialog, ComponentCommandsChangeTheNumberOfComponents) {
 
   // Nothing to remove is refused; a report that needs a component says so and shows nothing.
   EXPECT_FALSE(fake::Run(twin, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kNoComponentToRemove);
-  const std::size_t reports = ReportCount(analysis.host());
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kNoComponentToRemove);
+  const std::size_t reports = analysis.ReportCount();
   EXPECT_TRUE(fake::Run(twin, "TSquareChart"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kReportNeedsComponent);
-  EXPECT_EQ(ReportCount(analysis.host()), reports);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kReportNeedsComponent);
+  EXPECT_EQ(analysis.ReportCount(), reports);
 
   // The fixed count of the options is what AutoFitMoreComponents fits again.
   ASSERT_TRUE(fake::Run(twin, "AutoFitMoreComponents"));
   EXPECT_EQ(analysis.Components(), 1);
   ASSERT_TRUE(fake::Run(twin, "AutoFitMoreComponents"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kNoAdditionalModel);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kNoAdditionalModel);
 
   // min(N - 1, K) = 5 components at most.
   for (int component = 2; component <= kVariables; ++component) {
@@ -202,7 +159,7 @@ TEST(PCAResultsDialog, ComponentCommandsChangeTheNumberOfComponents) {
   }
   EXPECT_EQ(analysis.Components(), kVariables);
   EXPECT_FALSE(fake::Run(twin, "AddNextComponent"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kDegreesOfFreedomNotEnough);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kDegreesOfFreedomNotEnough);
 }
 
 TEST(PCAResultsDialog, ContributionsFollowTheChosenObservationAndComponents) {
@@ -210,7 +167,7 @@ TEST(PCAResultsDialog, ContributionsFollowTheChosenObservationAndComponents) {
   analysis.Fit(2);
   Put(analysis.Twin(), "ObservationForContribution", std::string("4"));
   Put(analysis.Twin(), "ComponentsToPlot", std::vector<std::int64_t>{2});
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "ContributionSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("ContributionSpreadsheet"));
   std::vector<std::string> titles;
   for (const Spreadsheet& sheet : analysis.host().spreadsheets()) titles.push_back(sheet.title);
   EXPECT_EQ(titles,
@@ -223,7 +180,7 @@ TEST(PCAResultsDialog, ContributionsFollowTheChosenObservationAndComponents) {
 TEST(PCAResultsDialog, DistanceNoteIsShownOutsideAutomationOnly) {
   PCAAnalysis analysis;
   analysis.Fit(2);
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "DToModelSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kNormalizedDistance), 1);
   const Spreadsheet& sheet = analysis.host().spreadsheets().back();
   EXPECT_EQ(sheet.footnotes, std::vector<std::string>{analysis.host().messages().back().text});
@@ -233,9 +190,7 @@ TEST(PCADetailsDialog, OpensFromResultsAndReturnsToThemWithTheSettingsKept) {
   PCAAnalysis analysis;
   analysis.Fit(kVariables);
   Put(analysis.Twin(), "TSquareControlLimit", 97.5);
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "Details"));
-  EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepPCADetails);
-  ASSERT_EQ(analysis.steps().RunStep(kStepPCADetails), kDialogOpened);
+  analysis.GoTo("Details", kStepPCADetails);
   AutomationObject& details = analysis.Twin();
   EXPECT_EQ(details.TwinName(), "PCADetails");
 
@@ -249,7 +204,7 @@ TEST(PCADetailsDialog, OpensFromResultsAndReturnsToThemWithTheSettingsKept) {
   }
   Put(details, "Component", std::int64_t{6});
   EXPECT_FALSE(fake::Run(details, "VariableStatistics"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kDetailsComponentOutOfRange);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kDetailsComponentOutOfRange);
 
   ASSERT_TRUE(fake::Run(details, "Close"));
   EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepPCAResults);
@@ -264,7 +219,7 @@ TEST(PCAStartupFit, ACancelDuringTheFitKeepsTheComponentsAcceptedBefore) {
   analysis.Fit(3);
   EXPECT_EQ(analysis.Components(), 1);
   EXPECT_EQ(analysis.host().CountOf(MessageId::kCancelledByUser), 1);
-  ASSERT_TRUE(fake::Run(analysis.Twin(), "Summary"));
+  ASSERT_TRUE(analysis.Run("Summary"));
   EXPECT_EQ(analysis.host().spreadsheets().back().rows.size(), 1u);
 }
 

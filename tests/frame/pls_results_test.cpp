@@ -2,116 +2,70 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include "frame/mspc.hpp"
-#include "platform/boost_probability.hpp"
-#include "platform/seeded_random.hpp"
-#include "support/fake_data_table.hpp"
-#include "support/fake_host.hpp"
-#include "support/recording_host.hpp"
+#include "support/dialog_analysis.hpp"
 
 namespace mspc {
 namespace {
 
-using fake::Get;
 using fake::Put;
+using testing::Cell;
 
 constexpr int kRows = 24;
 constexpr double kIntercept = 2.0;
 constexpr double kBeta[] = {1.5, -0.5, 0.25};
 
-double Cell(const Spreadsheet& sheet, std::size_t row, std::size_t col) {
-  return std::get<double>(sheet.rows.at(row).cells.at(col));
-}
-
 // A PLS analysis of y = 2 + 1.5 x1 - 0.5 x2 + 0.25 x3 exactly on six predictors of rank 3
-// (x4 = x1 + x2, x5 = x2 - x3, x6 = x1 + x3), driven step by step as a host would: MSPC
-// Startup, PLS Startup, then PLS Results. Six predictors allow three components automatically.
-class PLSAnalysis {
+// (x4 = x1 + x2, x5 = x2 - x3, x6 = x1 + x3). Six predictors allow three components
+// automatically.
+class PLSAnalysis : public testing::DialogAnalysis {
  public:
   PLSAnalysis() {
-    std::vector<double> x1, x2, x3, x4, x5, x6, y;
+    auto& [x1, x2, x3, x4, x5, x6] = predictors_;
     for (int row = 0; row < kRows; ++row) {
       x1.push_back(std::sin(0.7 * row) * 3.0 + row * 0.1);
       x2.push_back(std::cos(1.3 * row) * 2.0 - 1.0);
       x3.push_back(static_cast<double>((row * 7) % 11) - 4.0);
-      y.push_back(kIntercept + kBeta[0] * x1.back() + kBeta[1] * x2.back() + kBeta[2] * x3.back());
+      x4.push_back(x1.back() + x2.back());
+      x5.push_back(x2.back() - x3.back());
+      x6.push_back(x1.back() + x3.back());
+      observed_.push_back(kIntercept + kBeta[0] * x1.back() + kBeta[1] * x2.back() +
+                          kBeta[2] * x3.back());
     }
-    table_.AddVariable("x1", x1);
-    table_.AddVariable("x2", x2);
-    table_.AddVariable("x3", x3);
-    for (int row = 0; row < kRows; ++row) {
-      x4.push_back(x1[row] + x2[row]);
-      x5.push_back(x2[row] - x3[row]);
-      x6.push_back(x1[row] + x3[row]);
+    for (std::size_t j = 0; j < 6; ++j) {
+      table().AddVariable("x" + std::to_string(j + 1), predictors_[j]);
     }
-    table_.AddVariable("x4", x4);
-    table_.AddVariable("x5", x5);
-    table_.AddVariable("x6", x6);
-    predictors_ = {x1, x2, x3, x4, x5, x6};
-    table_.AddVariable("y", y);
-    observed_ = y;
-    HostServices services = host_.Services(&table_);
-    services.steps = &steps_;
-    services.probability = &probability_;
-    services.random = &random_;
-    analysis_.InitCommons(services);
+    table().AddVariable("y", observed_);
+    Start();
   }
 
   void Fit(int components) {
-    ASSERT_EQ(steps_.RunStep(kStepMSPCStartup), kDialogOpened);
-    Put(steps_.Twin(), "SelectedKind", std::int64_t{2});
-    ASSERT_TRUE(fake::Run(steps_.Twin(), "OK"));
-    ASSERT_EQ(steps_.RunStep(kStepPLSStartup), kDialogOpened);
-    AutomationObject& startup = steps_.Twin();
+    AutomationObject& startup = OpenStartup(2, kStepPLSStartup);
     Put(startup, "DependentVariables", std::vector<std::string>{"y"});
     Put(startup,
         "PredictorVariables",
         std::vector<std::string>{"x1", "x2", "x3", "x4", "x5", "x6"});
     Put(startup, "FixedNumberOfComponents", true);
     Put(startup, "NumberOfComponents", std::int64_t{components});
-    ASSERT_TRUE(fake::Run(startup, "OK"));
-    ASSERT_EQ(steps_.LastExit()->next_step, kStepPLSResults);
-    ASSERT_EQ(steps_.RunStep(kStepPLSResults), kDialogOpened);
-    ASSERT_EQ(steps_.Twin().TwinName(), "PLSResults");
+    OpenResults(kStepPLSResults, "PLSResults");
   }
 
-  AutomationObject& Twin() { return steps_.Twin(); }
-  int Components() {
-    return static_cast<int>(std::get<std::int64_t>(Get(Twin(), "NumberOfComponents")));
-  }
-  RecordingHost& host() { return host_; }
-  fake::FakeStepMachinery& steps() { return steps_; }
-  const Spreadsheet& Sheet(const std::string& title) {
-    for (auto it = host_.spreadsheets().rbegin(); it != host_.spreadsheets().rend(); ++it) {
-      if (it->title == title) return *it;
-    }
-    ADD_FAILURE() << "no spreadsheet " << title;
-    static const Spreadsheet kNone;
-    return kNone;
-  }
   const std::vector<double>& observed() const { return observed_; }
-  const std::vector<std::vector<double>>& predictors() const { return predictors_; }
+  const std::array<std::vector<double>, 6>& predictors() const { return predictors_; }
 
  private:
-  fake::FakeStepMachinery steps_;
-  RecordingHost host_;
-  FakeDataTable table_;
-  platform::BoostProbability probability_;
-  platform::SeededRandom random_;
-  CMSPC analysis_{0, nullptr};
+  std::array<std::vector<double>, 6> predictors_;
   std::vector<double> observed_;
-  std::vector<std::vector<double>> predictors_;
 };
 
 TEST(PLSResultsDialog, FullRankModelReproducesTheExactLinearRelation) {
   PLSAnalysis analysis;
   analysis.Fit(3);
-  AutomationObject& twin = analysis.Twin();
-  ASSERT_TRUE(fake::Run(twin, "Summary"));
+  ASSERT_TRUE(analysis.Run("Summary"));
   const Spreadsheet& summary = analysis.Sheet("Partial Least Squares Summary");
   ASSERT_EQ(summary.rows.size(), 3u);
   ASSERT_EQ(summary.columns.size(), 9u);
@@ -127,7 +81,7 @@ TEST(PLSResultsDialog, FullRankModelReproducesTheExactLinearRelation) {
   // The data-unit coefficients with the intercept reproduce y from the raw predictors, and
   // reduce to the generating coefficients along the rank-3 structure: b1 + b4 + b6 = 1.5,
   // b2 + b4 + b5 = -0.5 and b3 - b5 + b6 = 0.25.
-  ASSERT_TRUE(fake::Run(twin, "Coefficients"));
+  ASSERT_TRUE(analysis.Run("Coefficients"));
   const Spreadsheet& units = analysis.Sheet("Regression coefficients (data units)");
   ASSERT_EQ(units.rows.size(), 7u);
   EXPECT_EQ(units.rows[6].label, "Intercept");
@@ -142,7 +96,7 @@ TEST(PLSResultsDialog, FullRankModelReproducesTheExactLinearRelation) {
   EXPECT_NEAR(b(3) - b(5) + b(6), kBeta[2], 1e-8);
 
   // Observed = predicted + residual, the observed column being the data; residuals vanish.
-  ASSERT_TRUE(fake::Run(twin, "Predictions"));
+  ASSERT_TRUE(analysis.Run("Predictions"));
   const Spreadsheet& predictions = analysis.Sheet("Predictions");
   ASSERT_EQ(predictions.columns,
             (std::vector<std::string>{"y observed", "y predicted", "y residual"}));
@@ -162,7 +116,7 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
 
   // VIP² averages to 1 over the predictors and the importances add up to 1, listed by
   // decreasing importance.
-  ASSERT_TRUE(fake::Run(twin, "SpreadsheetOfImportanceOfPredictors"));
+  ASSERT_TRUE(analysis.Run("SpreadsheetOfImportanceOfPredictors"));
   const Spreadsheet& vip = analysis.Sheet("Variable importance");
   ASSERT_EQ(vip.rows.size(), 6u);
   double vip_squares = 0.0;
@@ -175,23 +129,23 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
   }
   EXPECT_NEAR(vip_squares, 1.0, 1e-10);
   EXPECT_NEAR(Cell(vip, 5, 3), 1.0, 1e-10);
-  ASSERT_TRUE(fake::Run(twin, "GraphOfImportanceOfPredictors"));
+  ASSERT_TRUE(analysis.Run("GraphOfImportanceOfPredictors"));
   EXPECT_EQ(analysis.host().graphs().back().series[0].labels[0], vip.rows[0].label);
 
   // Centred scores: T² averages to A (N - 1) / N over the cases.
-  ASSERT_TRUE(fake::Run(twin, "TSquareSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("TSquareSpreadsheet"));
   const Spreadsheet& t2 = analysis.Sheet("Hotelling T\xC2\xB2 Control Chart");
   double mean_t2 = 0.0;
   for (std::size_t row = 0; row < t2.rows.size(); ++row) mean_t2 += Cell(t2, row, 0) / kRows;
   EXPECT_NEAR(mean_t2, 2.0 * (kRows - 1) / kRows, 1e-9);
-  ASSERT_TRUE(fake::Run(twin, "SPEQChart"));
+  ASSERT_TRUE(analysis.Run("SPEQChart"));
   EXPECT_EQ(analysis.host().graphs().back().lines.size(), 2u);
 
   // Score limits of the Y scores at 3 standard deviations: from the Y score spreadsheet.
   Put(twin, "ComputeScoreLimitFromStdDev", true);
   Put(twin, "ScoreType", std::int64_t{1});
-  ASSERT_TRUE(fake::Run(twin, "YScoreSpreadsheet"));
-  ASSERT_TRUE(fake::Run(twin, "ScoreControlSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("YScoreSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("ScoreControlSpreadsheet"));
   const Spreadsheet& u = analysis.Sheet("Y score spreadsheet");
   const Spreadsheet& limits = analysis.Sheet("Score limits of the Y scores");
   ASSERT_EQ(limits.rows.size(), 2u);
@@ -206,11 +160,11 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
   EXPECT_NEAR(Cell(limits, 1, 2), mean - 3 * deviation, 1e-10);
 
   Put(twin, "ScoreType", std::int64_t{2});
-  EXPECT_FALSE(fake::Run(twin, "ScoreControlSpreadsheet"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kScoreTypeOutOfRange);
+  EXPECT_FALSE(analysis.Run("ScoreControlSpreadsheet"));
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kScoreTypeOutOfRange);
 
   // Contributions of the case with the largest T²: T² shares add up to 1.
-  ASSERT_TRUE(fake::Run(twin, "ContributionSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("ContributionSpreadsheet"));
   const std::size_t sheets = analysis.host().spreadsheets().size();
   const Spreadsheet& t2_share = analysis.host().spreadsheets()[sheets - 4];
   double total = 0.0;
@@ -219,9 +173,9 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
 
   // The score contributions of a named case add up to its X scores.
   Put(twin, "ObservationForContribution", std::string("5"));
-  ASSERT_TRUE(fake::Run(twin, "XScoreSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
   const Spreadsheet scores = analysis.Sheet("X score spreadsheet");
-  ASSERT_TRUE(fake::Run(twin, "ContributionSpreadsheet"));
+  ASSERT_TRUE(analysis.Run("ContributionSpreadsheet"));
   const std::size_t count = analysis.host().spreadsheets().size();
   for (std::size_t component = 0; component < 2; ++component) {
     const Spreadsheet& shares = analysis.host().spreadsheets()[count - 3 + component];
@@ -234,17 +188,14 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
 TEST(PLSResultsDialog, ComponentCommandsAndDetails) {
   PLSAnalysis analysis;
   analysis.Fit(1);
-  AutomationObject& twin = analysis.Twin();
-  ASSERT_TRUE(fake::Run(twin, "AddNextComponent"));
+  ASSERT_TRUE(analysis.Run("AddNextComponent"));
   EXPECT_EQ(analysis.Components(), 2);
-  ASSERT_TRUE(fake::Run(twin, "Summary"));
+  ASSERT_TRUE(analysis.Run("Summary"));
   const Spreadsheet summary = analysis.Sheet("Partial Least Squares Summary");
   ASSERT_EQ(summary.rows.size(), 2u);
 
   // Details of the last component: a single dependent's R²Y(Cumul.) is the model's.
-  ASSERT_TRUE(fake::Run(twin, "Details"));
-  ASSERT_EQ(analysis.steps().LastExit()->next_step, kStepPLSDetails);
-  ASSERT_EQ(analysis.steps().RunStep(kStepPLSDetails), kDialogOpened);
+  analysis.GoTo("Details", kStepPLSDetails);
   AutomationObject& details = analysis.steps().Twin();
   ASSERT_EQ(details.TwinName(), "PLSDetails");
   ASSERT_TRUE(fake::Run(details, "VariableStatistics"));
@@ -254,7 +205,7 @@ TEST(PLSResultsDialog, ComponentCommandsAndDetails) {
   EXPECT_EQ(predictors.rows.size(), 6u);
   Put(details, "Component", std::int64_t{3});
   EXPECT_FALSE(fake::Run(details, "VariableStatistics"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kDetailsComponentOutOfRange);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kDetailsComponentOutOfRange);
   ASSERT_TRUE(fake::Run(details, "Close"));
   ASSERT_EQ(analysis.steps().RunStep(kStepPLSResults), kDialogOpened);
 
@@ -264,9 +215,9 @@ TEST(PLSResultsDialog, ComponentCommandsAndDetails) {
   ASSERT_TRUE(fake::Run(results, "RemoveAllComponent"));
   EXPECT_EQ(analysis.Components(), 0);
   EXPECT_FALSE(fake::Run(results, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kNoComponentToRemove);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kNoComponentToRemove);
   EXPECT_TRUE(fake::Run(results, "XScoreSpreadsheet"));
-  EXPECT_EQ(analysis.host().messages().back().id, MessageId::kReportNeedsComponent);
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kReportNeedsComponent);
   // The fixed count of the options is what AutoFitMoreComponents fits again.
   ASSERT_TRUE(fake::Run(results, "AutoFitMoreComponents"));
   EXPECT_EQ(analysis.Components(), 1);

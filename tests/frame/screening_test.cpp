@@ -13,16 +13,12 @@
 #include "models/missing.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
+#include "support/ulps.hpp"
 
 namespace mspc {
 namespace {
 
 const double kNaN = kMissingValue;
-
-double UlpsAbove(double value, int count) {
-  for (int step = 0; step < count; ++step) value = std::nextafter(value, HUGE_VAL);
-  return value;
-}
 
 void ExpectRemoval(const Removal& removal, const Removal& expected) {
   EXPECT_EQ(removal.name, expected.name);
@@ -149,7 +145,7 @@ TEST_F(ScreeningTest, PercentagesFewUlpsShortOfTheMinimumPass) {
     bool passes;
   };
   for (const Edge edge : {Edge{0, true}, Edge{3, true}, Edge{15, true}, Edge{16, false}}) {
-    options_.min_percent_valid_cases = UlpsAbove(25.0, edge.ulps);
+    options_.min_percent_valid_cases = testing::UlpsAway(25.0, edge.ulps);
     options_.min_percent_valid_variables = 20.0;
     WorkingData by_variable = ReadAll();
     const auto variable_stop = Screen(by_variable);
@@ -159,7 +155,7 @@ TEST_F(ScreeningTest, PercentagesFewUlpsShortOfTheMinimumPass) {
     }
 
     options_.min_percent_valid_cases = 20.0;
-    options_.min_percent_valid_variables = UlpsAbove(25.0, edge.ulps);
+    options_.min_percent_valid_variables = testing::UlpsAway(25.0, edge.ulps);
     WorkingData by_case = ReadAll();
     const auto case_stop = Screen(by_case);
     EXPECT_EQ(!case_stop, edge.passes) << edge.ulps;

@@ -11,7 +11,7 @@
 
 #include "frame/model_startup.hpp"
 #include "frame/mspc.hpp"
-#include "support/fake_host.hpp"
+#include "support/hosted_analysis.hpp"
 #include "support/ulps.hpp"
 
 namespace mspc {
@@ -221,21 +221,16 @@ TEST(StartupOptionCorrections, NoCorrectionWhenTheOptionIsOff) {
 }
 
 // A PCA Startup opened over a PCA model, driven through its twin as a script drives it.
-struct PCAStartupFixture {
-  explicit PCAStartupFixture(int row = 1, bool automation = false) : analysis(0, nullptr) {
-    analysis.InitCommons(host.Services(automation));
-    host.steps.RunStep(kStepMSPCStartup);
-    fake::Put(host.steps.Twin(), "SelectedKind", std::int64_t{row});
-    fake::Run(host.steps.Twin(), "OK");
-    const int startup_step = host.steps.LastExit()->next_step;
-    EXPECT_EQ(host.steps.RunStep(startup_step), kDialogOpened);
+struct PCAStartupFixture : fake::HostedAnalysis {
+  explicit PCAStartupFixture(int row = 1, bool automation = false)
+      : HostedAnalysis(0, true, automation) {
+    Choose(row);
+    EXPECT_EQ(host.steps.RunStep(host.steps.LastExit()->next_step), kDialogOpened);
     exits_before = host.steps.exits.size();
   }
   AutomationObject& twin() { return host.steps.Twin(); }
   bool Exited() const { return host.steps.exits.size() > exits_before; }
 
-  fake::FakeHost host;
-  CMSPC analysis;
   std::size_t exits_before = 0;
 };
 

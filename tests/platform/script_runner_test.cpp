@@ -6,25 +6,12 @@
 #include <stdexcept>
 
 #include "host/errors.hpp"
+#include "support/fake_host.hpp"
 
 namespace mspc::platform {
 namespace {
 
 using ::testing::HasSubstr;
-
-struct ShownMessage {
-  MessageKind kind;
-  MessageId id;
-  std::string text;
-};
-
-class MessageLog : public MessageOutput {
- public:
-  void Show(MessageKind kind, MessageId id, const std::string& text) override {
-    shown.push_back({kind, id, text});
-  }
-  std::vector<ShownMessage> shown;
-};
 
 // A dialog with one property of each common type and commands that exit, refuse or throw.
 class FakeTwin : public AutomationObject {
@@ -114,7 +101,7 @@ class ScriptRunnerTest : public ::testing::Test {
   }
 
   ScriptStepMachinery machinery_;
-  MessageLog messages_;
+  fake::FakeMessages messages_;
   HostServices services_;
   FakeTwin twin_;
 };
