@@ -152,6 +152,22 @@ TEST(TMPLSResultsDialog, TrajectoryBandsLoadingsOverTimeAndDetails) {
   for (std::size_t row = 0; row < kBatches; ++row) t2_sum += Cell(distance, row, 1);
   EXPECT_NEAR(t2_sum, 2.0 * (kBatches - 1), 1e-9);
 
+  // A batch's score contributions over the times of each variable add up to its score: the
+  // contributions x_j r_aj of all predictor columns sum to t_a.
+  Put(twin, "ObservationForContribution", std::string("3"));
+  Put(twin, "ComponentsToPlot", std::vector<std::int64_t>{2});
+  double contributions = 0.0;
+  for (const char* variable : {"x1", "x2", "x3"}) {
+    Put(twin, "VariableForTrajectory", std::string(variable));
+    ASSERT_TRUE(analysis.Run("ContributionPlot"));
+    const Graph& over_time = analysis.LastGraph();
+    EXPECT_EQ(over_time.x_label, "Time");
+    ASSERT_EQ(over_time.series.front().y.size(), static_cast<std::size_t>(kTimes));
+    for (const double value : over_time.series.front().y) contributions += value;
+  }
+  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
+  EXPECT_NEAR(contributions, Cell(analysis.Sheet("X score spreadsheet"), 2, 1), 1e-9);
+
   Put(twin, "VariableForTrajectory", std::string("x9"));
   EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryVariableUnknown), 1);
