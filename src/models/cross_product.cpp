@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstring>
 #include <vector>
+
+#include "models/vector_lanes.hpp"
 
 // The kernels add products into accumulators; letting the compiler fuse each multiply and add
 // into one instruction doubles their speed. Fused or not, the order of every sum is fixed.
@@ -16,19 +17,6 @@
 
 namespace mspc::kernels {
 namespace {
-
-// Eight doubles: one 512-bit register where the target has them, split into narrower ones
-// elsewhere by the compiler.
-using Vec = double __attribute__((vector_size(64)));
-constexpr std::size_t kLanes = 8;
-
-Vec Load(const double* source) {
-  Vec value;
-  std::memcpy(&value, source, sizeof value);
-  return value;
-}
-
-void Store(double* target, Vec value) { std::memcpy(target, &value, sizeof value); }
 
 // A Gram tile is 8 rows of the result by 16 columns: 16 accumulators in registers.
 constexpr std::size_t kTileRows = 8;

@@ -25,9 +25,6 @@ constexpr int kProgressStepsPerIteration = 6;
 // Below this many cells a pass over the rows runs on the calling thread.
 constexpr std::size_t kParallelCells = 1 << 16;
 
-// The fused NIPALS pass over a large matrix sums this many chunks of rows apart.
-constexpr std::size_t kSumChunks = 8;
-
 // The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
 // order and the chunks are added in order, whatever the number of threads.
 constexpr std::size_t kChunkRows = 256;
@@ -45,14 +42,6 @@ double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : 
 
 }  // namespace
 
-void NIPALSScratch::Resize(std::size_t rows, std::size_t cols) {
-  numerator.resize(cols);
-  denominator.resize(cols);
-  squared_loadings.resize(cols);
-  row_weight.resize(rows);
-  chunk_sums.resize(2 * kSumChunks * cols);
-}
-
 std::optional<MessageId> PCAFitOptions::Validate() const {
   if (max_iterations < kMinIterations || max_iterations > kMaxIterations) {
     return MessageId::kMaxIterationsOutOfRange;
@@ -66,128 +55,6 @@ std::optional<MessageId> PCAFitOptions::Validate() const {
   if (uses_folds && folds < 2) return MessageId::kFoldsBelowTwo;
   return std::nullopt;
 }
-
-namespace nipals {
-
-void LoadingStep(const DMatrix& x,
-                 std::span<const std::uint8_t> mask,
-                 std::span<const double> t,
-                 int held_out_column,
-                 std::span<double> p,
-                 NIPALSScratch& scratch) {
-  const std::size_t rows = x.rows();
-  const std::size_t cols = x.cols();
-  double* numerator = scratch.numerator.data();      // sum_i x_ij t_i
-  double* denominator = scratch.denominator.data();  // sum_i t_i^2 over the cells present
-  std::fill_n(numerator, cols, 0.0);
-  std::fill_n(denominator, cols, 0.0);
-  // Row by row so that the inner loop runs along contiguous memory. Cells that take no part
-  // hold 0 in x and in the mask, and rows left out have t_i = 0, so no test is needed.
-  for (std::size_t row = 0; row < rows; ++row) {
-    const double score = t[row];
-    const double score_squared = score * score;
-    const double* values = x.data() + row * cols;
-    const std::uint8_t* present = mask.data() + row * cols;
-#pragma omp simd
-    for (std::size_t col = 0; col < cols; ++col) {
-      numerator[col] += values[col] * score;
-      denominator[col] += static_cast<double>(present[col]) * score_squared;
-    }
-  }
-  FinishLoadingStep(held_out_column, p, scratch);
-}
-
-void FinishLoadingStep(int held_out_column, std::span<double> p, const NIPALSScratch& scratch) {
-  for (std::size_t col = 0; col < p.size(); ++col) {
-    // A column with no scored cell (all missing, excluded or held out) keeps a zero loading.
-    const double denominator = scratch.denominator[col];
-    p[col] = IsTolerantZero(denominator) ? 0.0 : scratch.numerator[col] / denominator;
-  }
-  if (held_out_column >= 0) p[static_cast<std::size_t>(held_out_column)] = 0.0;
-}
-
-void ScoreAndLoadingSums(const DMatrix& x,
-                         std::span<const std::uint8_t> mask,
-                         std::span<const double> p,
-                         std::span<const double> row_weight,
-                         std::span<double> t,
-                         NIPALSScratch& scratch) {
-  const std::size_t rows = x.rows();
-  const std::size_t cols = x.cols();
-  double* squared_loadings = scratch.squared_loadings.data();
-  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
-  // The number of chunks depends on the size of the matrix alone.
-  const std::size_t chunks = rows * cols > kParallelCells ? std::min(kSumChunks, rows) : 1;
-  assert(scratch.chunk_sums.size() >= 2 * chunks * cols);
-  const auto signed_chunks = static_cast<long long>(chunks);
-  // Each row is read once while it sits in the nearest cache: first its score, then its share
-  // of the next loadings' sums.
-#pragma omp parallel for schedule(static) if (chunks > 1)
-  for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
-    const auto chunk = static_cast<std::size_t>(signed_chunk);
-    double* numerator = scratch.chunk_sums.data() + 2 * chunk * cols;  // sum_i x_ij t_i
-    double* denominator = numerator + cols;  // sum_i t_i^2 over the cells present
-    std::fill_n(numerator, 2 * cols, 0.0);
-    for (std::size_t row = chunk * rows / chunks; row < (chunk + 1) * rows / chunks; ++row) {
-      const double* values = x.data() + row * cols;
-      const std::uint8_t* present = mask.data() + row * cols;
-      double projection = 0.0;  // sum_j x_ij p_j
-      double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
-#pragma omp simd reduction(+ : projection, loading_ss)
-      for (std::size_t col = 0; col < cols; ++col) {
-        projection += values[col] * p[col];
-        loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
-      }
-      const double score =
-          IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
-      t[row] = score;
-      const double score_squared = score * score;
-#pragma omp simd
-      for (std::size_t col = 0; col < cols; ++col) {
-        numerator[col] += values[col] * score;
-        denominator[col] += static_cast<double>(present[col]) * score_squared;
-      }
-    }
-  }
-  double* numerator = scratch.numerator.data();
-  double* denominator = scratch.denominator.data();
-  std::copy_n(scratch.chunk_sums.data(), cols, numerator);
-  std::copy_n(scratch.chunk_sums.data() + cols, cols, denominator);
-  for (std::size_t chunk = 1; chunk < chunks; ++chunk) {
-    const double* sums = scratch.chunk_sums.data() + 2 * chunk * cols;
-    for (std::size_t col = 0; col < cols; ++col) {
-      numerator[col] += sums[col];
-      denominator[col] += sums[cols + col];
-    }
-  }
-}
-
-void ScoreStep(const DMatrix& x,
-               std::span<const std::uint8_t> mask,
-               std::span<const double> p,
-               std::span<const double> row_weight,
-               std::span<double> t,
-               NIPALSScratch& scratch) {
-  const std::size_t rows = x.rows();
-  const std::size_t cols = x.cols();
-  double* squared_loadings = scratch.squared_loadings.data();
-  for (std::size_t col = 0; col < cols; ++col) squared_loadings[col] = p[col] * p[col];
-  for (std::size_t row = 0; row < rows; ++row) {
-    const double* values = x.data() + row * cols;
-    const std::uint8_t* present = mask.data() + row * cols;
-    double projection = 0.0;  // sum_j x_ij p_j
-    double loading_ss = 0.0;  // sum_j p_j^2 over the cells of row i present
-#pragma omp simd reduction(+ : projection, loading_ss)
-    for (std::size_t col = 0; col < cols; ++col) {
-      projection += values[col] * p[col];
-      loading_ss += static_cast<double>(present[col]) * squared_loadings[col];
-    }
-    // A row left out, or with no present cell, has nothing to fit; its score stays 0.
-    t[row] = IsTolerantZero(loading_ss) ? 0.0 : row_weight[row] * (projection / loading_ss);
-  }
-}
-
-}  // namespace nipals
 
 void PCAEngine::SetOptions(const PCAFitOptions& options) {
   // The cross-product matrix depends on the data alone; it is dropped only when the option
@@ -230,9 +97,7 @@ void PCAEngine::CenterAndScale(const DMatrix& raw,
 void PCAEngine::LoadScaled(DMatrix scaled,
                            std::vector<bool> excluded_rows,
                            std::vector<bool> excluded_variables) {
-  for (std::size_t row = 0; row < scaled.rows(); ++row) {
-    for (double& value : scaled.Row(row)) value = MissingIfNotFinite(value);
-  }
+  // BuildWorkingSet marks every cell that is not finite as missing.
   scaled_ = std::move(scaled);
   BuildWorkingSet(std::move(excluded_rows), std::move(excluded_variables));
 }
@@ -373,15 +238,8 @@ NIPALSOutcome PCAEngine::RunNIPALS(std::span<const double> row_weight,
 
   // Start vector: the column with the largest sum of squares over its valid cells. A later
   // column must exceed the best so far by the slack to replace it, so ties keep the earlier.
-  double* column_ss = scratch.numerator.data();
-  std::fill_n(column_ss, cols, 0.0);
-  for (std::size_t row = 0; row < rows; ++row) {
-    const double weight = row_weight[row];
-    const double* values = x_.data() + row * cols;
-#pragma omp simd
-    for (std::size_t col = 0; col < cols; ++col)
-      column_ss[col] += weight * values[col] * values[col];
-  }
+  nipals::ColumnSumsOfSquares(x_, row_weight, scratch);
+  const std::vector<double>& column_ss = scratch.numerator;
   std::optional<std::size_t> start_column;
   for (std::size_t col = 0; col < cols; ++col) {
     if (excluded_variables_[col] || static_cast<int>(col) == held_out_column) continue;
@@ -680,20 +538,39 @@ void PCAEngine::AcceptComponent(CPCANode node) {
     if (fit_ahead) fit_ahead_ = std::move(ahead);
     for (double row_ss : row_residual_ss) residual_ss += row_ss;
   } else {
-    for (std::size_t row = 0; row < rows; ++row) {
-      const double score = node.t[row];
-      double* values = x_.data() + row * cols;
-      const std::uint8_t* present = mask_.data() + row * cols;
-      double row_ss = 0.0;
+    // The rows are deflated in fixed chunks of rows that the threads share out; each chunk sums
+    // its explained SS per column apart, and the chunks and the rows' residual SS are added in
+    // order afterwards.
+    const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
+    std::vector<double> chunk_explained(chunks * cols, 0.0);
+    std::vector<double> row_residual_ss(rows);
+    const auto signed_chunks = static_cast<long long>(chunks);
+#pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
+    for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
+      const auto chunk = static_cast<std::size_t>(signed_chunk);
+      double* chunk_ss = chunk_explained.data() + chunk * cols;
+      for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
+           ++row) {
+        const double score = node.t[row];
+        double* values = x_.data() + row * cols;
+        const std::uint8_t* present = mask_.data() + row * cols;
+        double row_ss = 0.0;
 #pragma omp simd reduction(+ : row_ss)
-      for (std::size_t col = 0; col < cols; ++col) {
-        const double fitted = static_cast<double>(present[col]) * score * loadings[col];
-        values[col] -= fitted;
-        explained[col] += fitted * fitted;
-        row_ss += values[col] * values[col];
+        for (std::size_t col = 0; col < cols; ++col) {
+          const double fitted = static_cast<double>(present[col]) * score * loadings[col];
+          values[col] -= fitted;
+          chunk_ss[col] += fitted * fitted;
+          row_ss += values[col] * values[col];
+        }
+        row_residual_ss[row] = row_ss;
       }
-      residual_ss += row_ss;
     }
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+      for (std::size_t col = 0; col < cols; ++col) {
+        explained[col] += chunk_explained[chunk * cols + col];
+      }
+    }
+    for (double row_ss : row_residual_ss) residual_ss += row_ss;
   }
   node.residual_ss = residual_ss;
   node.cumulative_ss_explained = total_ss_ - residual_ss;

@@ -297,11 +297,16 @@ void ScoreStep(const DMatrix& x,
 /// `LoadingStep`. `FinishLoadingStep` turns those sums into the loadings. A large matrix is cut
 /// into a fixed number of row chunks that the threads share out; each chunk sums its rows in
 /// order and the chunks are added in order, so the sums do not depend on the number of threads.
+/// `LoadingStep` and `ColumnSumsOfSquares` sum in the same chunks.
 void ScoreAndLoadingSums(const DMatrix& x,
                          std::span<const std::uint8_t> mask,
                          std::span<const double> p,
                          std::span<const double> row_weight,
                          std::span<double> t,
+                         NIPALSScratch& scratch);
+/// scratch.numerator_j = sum_i w_i x_ij^2 with the row weights w.
+void ColumnSumsOfSquares(const DMatrix& x,
+                         std::span<const double> row_weight,
                          NIPALSScratch& scratch);
 /// p_j = numerator_j / denominator_j from the scratch sums; 0 for the held-out column and where
 /// the denominator is zero.

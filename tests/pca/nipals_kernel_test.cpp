@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "models/missing.hpp"
@@ -121,8 +122,8 @@ ReferenceFit ReferenceNIPALS(const ReferenceProblem& problem,
 
 // A standardised matrix with scattered missing cells, an excluded row and an excluded variable.
 struct Sparse {
-  Sparse() {
-    DMatrix raw = ManufacturedData(30, 7, {3.0, 1.5}, 0.3, 11);
+  explicit Sparse(std::size_t rows = 30, std::size_t cols = 7) {
+    DMatrix raw = ManufacturedData(rows, cols, {3.0, 1.5}, 0.3, 11);
     std::mt19937_64 random(5);
     std::bernoulli_distribution missing(0.12);
     for (std::size_t i = 0; i < raw.rows(); ++i) {
@@ -150,34 +151,47 @@ double MaxDifference(const std::vector<double>& a, std::span<const double> b) {
   return largest;
 }
 
+// A small table runs the scalar column tails only; 1101 × 61 runs the vector columns (three
+// runs of 16, one of 8, a tail of 5), rows left over from the groups of 4, and the row chunks
+// of a large table.
 TEST(NIPALSKernels, LoadingAndScoreStepsMatchThePlainLoops) {
-  const Sparse data;
-  const PCAEngine& engine = data.engine;
-  const std::vector<bool> none(engine.Rows(), false);
-  const ReferenceProblem problem{
-      engine.ScaledInput(), data.excluded_rows, data.excluded_variables, none, -1};
+  for (const auto& [rows, cols] : {std::pair<std::size_t, std::size_t>{30, 7}, {1101, 61}}) {
+    const Sparse data(rows, cols);
+    const PCAEngine& engine = data.engine;
+    const std::vector<bool> none(rows, false);
+    const ReferenceProblem problem{
+        engine.ScaledInput(), data.excluded_rows, data.excluded_variables, none, -1};
 
-  std::mt19937_64 random(3);
-  std::normal_distribution<double> normal;
-  std::vector<double> t(engine.Rows());
-  for (std::size_t i = 0; i < t.size(); ++i) t[i] = data.excluded_rows[i] ? 0.0 : normal(random);
-  NIPALSScratch scratch;
-  scratch.Resize(engine.Rows(), engine.Cols());
+    std::mt19937_64 random(3);
+    std::normal_distribution<double> normal;
+    std::vector<double> t(rows);
+    for (std::size_t i = 0; i < rows; ++i) t[i] = data.excluded_rows[i] ? 0.0 : normal(random);
+    NIPALSScratch scratch;
+    scratch.Resize(rows, cols);
 
-  std::vector<double> expected_p(engine.Cols());
-  ReferenceLoadingStep(problem, t, expected_p);
-  std::vector<double> p(engine.Cols());
-  nipals::LoadingStep(engine.MaskedResidual(), engine.Mask(), t, -1, p, scratch);
-  EXPECT_LT(MaxDifference(expected_p, p), kKernelTolerance);
-  EXPECT_EQ(p[2], 0.0) << "an excluded variable keeps a zero loading";
+    std::vector<double> expected_p(cols);
+    ReferenceLoadingStep(problem, t, expected_p);
+    std::vector<double> p(cols);
+    nipals::LoadingStep(engine.MaskedResidual(), engine.Mask(), t, -1, p, scratch);
+    EXPECT_LT(MaxDifference(expected_p, p), kKernelTolerance) << rows;
+    EXPECT_EQ(p[2], 0.0) << "an excluded variable keeps a zero loading";
 
-  std::vector<double> expected_t(engine.Rows());
-  ReferenceScoreStep(problem, p, expected_t);
-  std::vector<double> scores(engine.Rows());
-  nipals::ScoreStep(
-      engine.MaskedResidual(), engine.Mask(), p, engine.BaseRowWeight(), scores, scratch);
-  EXPECT_LT(MaxDifference(expected_t, scores), kKernelTolerance);
-  EXPECT_EQ(scores[4], 0.0) << "an excluded row keeps a zero score";
+    std::vector<double> expected_t(rows);
+    ReferenceScoreStep(problem, p, expected_t);
+    std::vector<double> scores(rows);
+    nipals::ScoreStep(
+        engine.MaskedResidual(), engine.Mask(), p, engine.BaseRowWeight(), scores, scratch);
+    EXPECT_LT(MaxDifference(expected_t, scores), kKernelTolerance) << rows;
+    EXPECT_EQ(scores[4], 0.0) << "an excluded row keeps a zero score";
+
+    // The fused pass: the same scores, then the loadings from them.
+    ReferenceLoadingStep(problem, expected_t, expected_p);
+    nipals::ScoreAndLoadingSums(
+        engine.MaskedResidual(), engine.Mask(), p, engine.BaseRowWeight(), scores, scratch);
+    nipals::FinishLoadingStep(-1, p, scratch);
+    EXPECT_LT(MaxDifference(expected_t, scores), kKernelTolerance) << rows;
+    EXPECT_LT(MaxDifference(expected_p, p), kKernelTolerance) << rows;
+  }
 }
 
 TEST(NIPALSKernels, WholeFitsMatchTheReferenceWithAndWithoutHoldOuts) {
