@@ -212,22 +212,35 @@ class PLSEngine {
  private:
   void BuildWorkingSet(PLSExclusions exclusions);
   void RestoreWorkingMatrices();
+  /// Drop every component, leaving the working matrices as they are.
+  void ClearComponents();
   void Deflate(const CPLSNode& node, CPLSNode* explained);
   void StartVector(std::span<const double> row_weight, CPLSNode& node, PLSScratch& scratch) const;
   bool RunNIPALS(std::span<const double> row_weight,
                  CPLSNode& node,
                  PLSScratch& scratch,
                  const PassPoll& poll) const;
+  /// NIPALS on the cross-products; `y_coefficients` receives v of the Y scores u = Y v.
   bool RunNIPALSOnProducts(const PLSCrossProducts& products,
                            std::span<const double> row_weight,
                            CPLSNode& node,
                            bool fill_scores,
+                           std::vector<double>& y_coefficients,
                            const PassPoll& poll) const;
   /// Complete data, the option on, and no more predictors than rows (see the PCA engine).
   bool UsesCrossProducts() const {
     return complete_ && options_.cross_products && active_x_columns_ <= active_rows_;
   }
   const PLSCrossProducts& CurrentProducts() const;
+  /// The poll of a fit on all cases: progress and cancellation through the host.
+  PassPoll AllCasesPoll() const;
+  /// Fill the scores, sums of squares and cumulative sums of the nodes stored from `first` on
+  /// without them (`y_coefficients`: v of u = Y v for each) and deflate X and Y by them in one
+  /// pass; a `refused` candidate that was fitted gets its scores and remaining sums too.
+  void FinishDeferredComponents(std::size_t first,
+                                const std::vector<std::vector<double>>& y_coefficients,
+                                const std::vector<double>& candidate_coefficients,
+                                bool refused);
   void UpdateProducts(const CPLSNode& node);
 
   PLSFitOptions options_;
