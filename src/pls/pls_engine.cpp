@@ -330,9 +330,10 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
         std::uint8_t* present = mask.data() + row * cols;
         double* target = working.data() + row * cols;
         for (std::size_t col = 0; col < cols; ++col) {
-          const bool valid = included[col] != 0 && !IsMissing(values[col]);
+          // Without branches, so that the pass vectorises.
+          const bool valid = (included[col] != 0) & !IsMissing(values[col]);
           const double value = valid ? values[col] : 0.0;
-          present[col] = valid ? 1 : 0;
+          present[col] = static_cast<std::uint8_t>(valid);
           target[col] = value;
           sums[col] += value * value;
         }
