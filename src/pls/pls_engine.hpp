@@ -81,9 +81,11 @@ struct BlockScaling {
 /// Complete data: when no cell of the non-excluded rows and columns is missing, the passes run
 /// on the cross-products XᵀX, YᵀX and YᵀY (one pass over the data forms them, then each pass
 /// costs P² rather than N·P): w ∝ (YᵀX)ᵀ q, q ∝ YᵀX w, t't = wᵀXᵀXw. The scores are formed once
-/// at the end, and deflation updates the cross-products by rank-one terms. This is the same
-/// iteration as the streamed one, so the two agree to rounding. Each fold of a cross-validation
-/// works on the cross-products less those of its held-out rows.
+/// at the end, and deflation updates the cross-products by rank-one terms (t't and Yᵀt follow
+/// from them too). This is the same iteration as the streamed one, so the two agree to rounding.
+/// Each fold of a cross-validation works on the cross-products less those of its held-out rows.
+/// An automatic fit without cross-validation needs no pass over the data per component: the
+/// scores and the deflation of all its components take one pass at its end.
 ///
 /// Threads: the folds of a cross-validation run in parallel; each fold's fit and sums are
 /// sequential and the folds' sums are added in fold order, so the results do not depend on the
