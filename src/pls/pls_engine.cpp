@@ -108,6 +108,56 @@ double DivideOrKeep(double numerator, double denominator) {
   return IsTolerantZero(denominator) ? numerator : numerator / denominator;
 }
 
+// x · direction along one row of `cols` values. Long rows are summed in 32 interleaved partial
+// sums (a single running sum would wait on every addition), which are then added pairwise; the
+// order is fixed by the length alone.
+double RowProjection(const double* values, const double* direction, std::size_t cols) {
+  constexpr std::size_t kWidth = 32;
+  double sum = 0.0;
+  std::size_t col = 0;
+  if (cols >= kWidth) {
+    double partial[kWidth] = {};
+    for (; col + kWidth <= cols; col += kWidth) {
+#pragma omp simd
+      for (std::size_t lane = 0; lane < kWidth; ++lane) {
+        partial[lane] += values[col + lane] * direction[col + lane];
+      }
+    }
+    for (std::size_t half = kWidth / 2; half > 0; half /= 2) {
+#pragma omp simd
+      for (std::size_t lane = 0; lane < half; ++lane) partial[lane] += partial[lane + half];
+    }
+    sum = partial[0];
+  }
+  for (; col < cols; ++col) sum += values[col] * direction[col];
+  return sum;
+}
+
+// values_j -= score · loadings_j along one row: one case deflated by one component. On complete
+// data every cell of a row taking part is present, and the cells that take no part hold 0 with
+// a score or loading of exactly 0, so no mask is needed.
+void DeflateRow(double* values, std::size_t cols, double score, const double* loadings) {
+#pragma omp simd
+  for (std::size_t col = 0; col < cols; ++col) values[col] -= score * loadings[col];
+}
+
+// What a complete-data deflation by (factor · scores) loadingsᵀ removes: column j loses
+// (factor · loading_j)² t't.
+void ExplainedByScores(std::span<const double> scores,
+                       double factor,
+                       std::span<const double> loadings,
+                       std::vector<double>& column_ss,
+                       double& total_ss) {
+  const double score_ss = factor * factor * Dot(scores, scores);
+  column_ss.assign(loadings.size(), 0.0);
+  double total = 0.0;
+  for (std::size_t col = 0; col < loadings.size(); ++col) {
+    column_ss[col] = loadings[col] * loadings[col] * score_ss;
+    total += column_ss[col];
+  }
+  total_ss = total;
+}
+
 // Whether every cell of the non-excluded rows and columns takes part.
 bool IsComplete(const std::vector<std::uint8_t>& mask, int active_rows, int active_columns) {
   const auto present = static_cast<std::int64_t>(std::count(mask.begin(), mask.end(), 1));
@@ -254,9 +304,10 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
     if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
   }
 
-  // The masks and the totals of one block.
+  // The masks, the working matrices and the totals of one block, in one pass over the data.
   const auto build_block = [this, rows](const DMatrix& scaled,
                                         const std::vector<bool>& excluded_columns,
+                                        DMatrix& working,
                                         std::vector<std::uint8_t>& mask,
                                         std::vector<double>& column_ss,
                                         double& total_ss) {
@@ -264,42 +315,42 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
     std::vector<std::uint8_t> included(cols);
     for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_columns[col] ? 0 : 1;
     mask.assign(rows * cols, 0);
+    working = DMatrix(rows, cols);
     const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
     std::vector<double> chunk_column_ss(chunks * cols, 0.0);
-    std::vector<double> chunk_ss(chunks, 0.0);
     const auto signed_chunks = static_cast<long long>(chunks);
 #pragma omp parallel for schedule(static) if (rows * cols > kParallelCells)
     for (long long signed_chunk = 0; signed_chunk < signed_chunks; ++signed_chunk) {
       const auto chunk = static_cast<std::size_t>(signed_chunk);
       double* sums = chunk_column_ss.data() + chunk * cols;
-      double total = 0.0;
       for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
            ++row) {
         if (excluded_rows_[row]) continue;
         const double* values = scaled.data() + row * cols;
         std::uint8_t* present = mask.data() + row * cols;
-        double row_ss = 0.0;
+        double* target = working.data() + row * cols;
         for (std::size_t col = 0; col < cols; ++col) {
-          const bool valid = included[col] != 0 && !IsMissing(values[col]);
+          // Without branches, so that the pass vectorises.
+          const bool valid = (included[col] != 0) & !IsMissing(values[col]);
           const double value = valid ? values[col] : 0.0;
-          present[col] = valid ? 1 : 0;
+          present[col] = static_cast<std::uint8_t>(valid);
+          target[col] = value;
           sums[col] += value * value;
-          row_ss += value * value;
         }
-        total += row_ss;
       }
-      chunk_ss[chunk] = total;
     }
+    // The total is the sum of the column totals (a running sum along each row would keep the
+    // pass from using the vector units).
     column_ss.assign(cols, 0.0);
-    total_ss = 0.0;
     for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
       for (std::size_t col = 0; col < cols; ++col)
         column_ss[col] += chunk_column_ss[chunk * cols + col];
-      total_ss += chunk_ss[chunk];
     }
+    total_ss = 0.0;
+    for (double ss : column_ss) total_ss += ss;
   };
-  build_block(scaled_x_, excluded_x_columns_, x_mask_, x_column_ss_, total_ss_x_);
-  build_block(scaled_y_, excluded_y_columns_, y_mask_, y_column_ss_, total_ss_y_);
+  build_block(scaled_x_, excluded_x_columns_, x_, x_mask_, x_column_ss_, total_ss_x_);
+  build_block(scaled_y_, excluded_y_columns_, y_, y_mask_, y_column_ss_, total_ss_y_);
 
   complete_ = IsComplete(x_mask_, active_rows_, active_x_columns_) &&
               IsComplete(y_mask_, active_rows_, active_y_columns_);
@@ -307,7 +358,7 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
   max_components_ = MaxPLSComponents(active_rows_, active_x_columns_, initial_dof_);
   auto_fit_limit_ = std::min(active_rows_ / 2, active_x_columns_ / 2);
   folds_.reset();
-  RemoveAllComponents();
+  ClearComponents();  // the working matrices are the ones just built
 }
 
 void PLSEngine::RestoreWorkingMatrices() {
@@ -472,6 +523,7 @@ bool PLSEngine::RunNIPALSOnProducts(const PLSCrossProducts& products,
                                     std::span<const double> row_weight,
                                     CPLSNode& node,
                                     bool fill_scores,
+                                    std::vector<double>& y_coefficients,
                                     const PassPoll& poll) const {
   const std::size_t x_cols = XCols();
   const std::size_t y_cols = YCols();
@@ -486,7 +538,8 @@ bool PLSEngine::RunNIPALSOnProducts(const PLSCrossProducts& products,
 
   // u = Y v throughout: first the start column (the largest sum of squares, ties to the
   // earlier), then Y q / q'q.
-  std::vector<double> v(y_cols, 0.0);
+  std::vector<double>& v = y_coefficients;
+  v.assign(y_cols, 0.0);
   std::optional<std::size_t> start;
   for (std::size_t col = 0; col < y_cols; ++col) {
     if (excluded_y_columns_[col]) continue;
@@ -572,15 +625,10 @@ bool PLSEngine::RunNIPALSOnProducts(const PLSCrossProducts& products,
 #pragma omp parallel for schedule(static) if (parallel)
   for (long long signed_row = 0; signed_row < rows; ++signed_row) {
     const auto row = static_cast<std::size_t>(signed_row);
-    const double* x_values = x_.data() + row * x_cols;
-    double projection = 0.0;
-#pragma omp simd reduction(+ : projection)
-    for (std::size_t col = 0; col < x_cols; ++col) projection += x_values[col] * node.w[col];
-    node.t[row] = row_weight[row] * (projection * t_divisor);
-    const double* y_values = y_.data() + row * y_cols;
-    double dependent = 0.0;
-    for (std::size_t col = 0; col < y_cols; ++col) dependent += y_values[col] * v[col];
-    node.u[row] = row_weight[row] * dependent;
+    node.t[row] = row_weight[row] *
+                  (RowProjection(x_.data() + row * x_cols, node.w.data(), x_cols) * t_divisor);
+    node.u[row] =
+        row_weight[row] * RowProjection(y_.data() + row * y_cols, y_coefficients.data(), y_cols);
   }
   return true;
 }
@@ -589,15 +637,19 @@ void PLSEngine::UpdateProducts(const CPLSNode& node) {
   if (!products_) return;
   // Deflation takes t pᵀ out of X and b t qᵀ out of Y. With p = Xᵀt / t't the cross-products
   // follow by rank-one terms: XᵀX - (t't) p pᵀ, YᵀX - (Yᵀt) pᵀ and
-  // YᵀY - b q (Yᵀt)ᵀ - b (Yᵀt) qᵀ + b² (t't) q qᵀ, with Yᵀt of Y before the deflation.
+  // YᵀY - b q (Yᵀt)ᵀ - b (Yᵀt) qᵀ + b² (t't) q qᵀ, with Yᵀt of Y before the deflation. The node
+  // was fitted on these very products, so t = X w / w'w gives t't = wᵀXᵀXw / (w'w)² and
+  // Yᵀt = YᵀX w / w'w without a pass over the data (the same figures the iteration formed).
+  PLSCrossProducts& products = *products_;
   const std::size_t x_cols = XCols();
   const std::size_t y_cols = YCols();
+  const double weight_ss = Dot(node.w, node.w);
+  if (IsTolerantZero(weight_ss)) return;  // t = 0 deflates nothing
+  const double score_ss = kernels::QuadraticForm(products.xx, node.w) / (weight_ss * weight_ss);
   std::vector<double> y_scores(y_cols, 0.0);  // Yᵀt
-  for (std::size_t row = 0; row < Rows(); ++row) {
-    for (std::size_t col = 0; col < y_cols; ++col) y_scores[col] += y_(row, col) * node.t[row];
+  for (std::size_t col = 0; col < y_cols; ++col) {
+    y_scores[col] = Dot({products.yx.data() + col * x_cols, x_cols}, node.w) / weight_ss;
   }
-  const double score_ss = Dot(node.t, node.t);
-  PLSCrossProducts& products = *products_;
   for (std::size_t a = 0; a < x_cols; ++a) {
     for (std::size_t b = 0; b < x_cols; ++b) {
       products.xx[a * x_cols + b] -= score_ss * node.p[a] * node.p[b];
@@ -615,17 +667,21 @@ void PLSEngine::UpdateProducts(const CPLSNode& node) {
   }
 }
 
+PLSEngine::PassPoll PLSEngine::AllCasesPoll() const {
+  if (progress_ == nullptr) return {};
+  return [this](int pass) {
+    progress_->SetPosition(pass);
+    return progress_->CancelRequested();
+  };
+}
+
 void PLSEngine::FitOnAllCases(CPLSNode& node) const {
-  PassPoll poll;
-  if (progress_ != nullptr) {
-    poll = [this](int pass) {
-      progress_->SetPosition(pass);
-      return progress_->CancelRequested();
-    };
-  }
+  const PassPoll poll = AllCasesPoll();
+  std::vector<double> y_coefficients;
   const bool finished =
       UsesCrossProducts()
-          ? RunNIPALSOnProducts(CurrentProducts(), base_row_weight_, node, true, poll)
+          ? RunNIPALSOnProducts(
+                CurrentProducts(), base_row_weight_, node, true, y_coefficients, poll)
           : RunNIPALS(base_row_weight_, node, poll);
   if (!finished) throw UserAbort();
   node.fitted = true;
@@ -662,6 +718,7 @@ void PLSEngine::CrossValidate(CPLSNode& node) const {
     PLSScratch scratch;
     PLSCrossProducts held_out;  // complete data: the products of the fold's rows
     PLSCrossProducts kept;      // and those of the rows the fold fits on
+    std::vector<double> y_coefficients;
   };
   // On complete data each fold fits on the whole data's cross-products less its own.
   const PLSCrossProducts* whole = UsesCrossProducts() ? &CurrentProducts() : nullptr;
@@ -669,8 +726,12 @@ void PLSEngine::CrossValidate(CPLSNode& node) const {
   const auto thread_count = static_cast<std::size_t>(std::max(1, omp_get_max_threads()));
   buffers.reserve(thread_count);
   for (std::size_t thread = 0; thread < thread_count; ++thread) {
-    buffers.push_back(
-        {NewNode(), std::vector<double>(rows), PLSScratch(rows, x_cols, y_cols), {}, {}});
+    buffers.push_back({NewNode(),
+                       std::vector<double>(rows),
+                       PLSScratch(rows, x_cols, y_cols),
+                       {},
+                       {},
+                       std::vector<double>(y_cols)});
     if (whole != nullptr) {
       buffers.back().held_out = *whole;
       buffers.back().kept = *whole;
@@ -715,7 +776,8 @@ void PLSEngine::CrossValidate(CPLSNode& node) const {
       // The buffers are sized already: refilling them allocates nothing.
       FormProducts(x_, y_, {fold_rows[fold]}, buffer.held_out);
       SubtractProducts(*whole, buffer.held_out, buffer.kept);
-      finished = RunNIPALSOnProducts(buffer.kept, buffer.row_weight, buffer.node, false, poll);
+      finished = RunNIPALSOnProducts(
+          buffer.kept, buffer.row_weight, buffer.node, false, buffer.y_coefficients, poll);
     } else {
       finished = RunNIPALS(buffer.row_weight, buffer.node, buffer.scratch, poll);
     }
@@ -800,24 +862,9 @@ void PLSEngine::Deflate(const CPLSNode& node, CPLSNode* explained) {
 #pragma omp parallel for schedule(static) if (Rows() * cols > kParallelCells)
       for (long long signed_row = 0; signed_row < rows; ++signed_row) {
         const auto row = static_cast<std::size_t>(signed_row);
-        const double score = factor * scores[row];
-        double* values = working.data() + row * cols;
-        const std::uint8_t* present = mask.data() + row * cols;
-#pragma omp simd
-        for (std::size_t col = 0; col < cols; ++col) {
-          values[col] -= static_cast<double>(present[col]) * score * loadings[col];
-        }
+        DeflateRow(working.data() + row * cols, cols, factor * scores[row], loadings.data());
       }
-      if (column_ss != nullptr) {
-        const double score_ss = factor * factor * Dot(scores, scores);
-        column_ss->assign(cols, 0.0);
-        double total = 0.0;
-        for (std::size_t col = 0; col < cols; ++col) {
-          (*column_ss)[col] = loadings[col] * loadings[col] * score_ss;
-          total += (*column_ss)[col];
-        }
-        *total_ss = total;
-      }
+      if (column_ss != nullptr) ExplainedByScores(scores, factor, loadings, *column_ss, *total_ss);
       return;
     }
     std::vector<double> row_explained(cols, 0.0);
@@ -882,11 +929,15 @@ void PLSEngine::RemoveLastComponent() {
 }
 
 void PLSEngine::RemoveAllComponents() {
+  ClearComponents();
+  RestoreWorkingMatrices();
+}
+
+void PLSEngine::ClearComponents() {
   nodes_.clear();
   candidate_ = CPLSNode{};
   dof_ = initial_dof_;
   products_.reset();
-  RestoreWorkingMatrices();
 }
 
 bool PLSEngine::CanAcceptAnotherComponent() const {
@@ -916,6 +967,46 @@ std::optional<MessageId> PLSEngine::AutoFitMoreComponents() {
 }
 
 int PLSEngine::AutoFit() {
+  // Without cross-validation on complete data each component is fitted on the cross-products
+  // alone (deflation keeps them up to date by rank-one terms), and the scores and the deflation
+  // of the data wait for the end of the fit: one pass over the data then serves every component.
+  // Each case goes through the very steps of one component after another, so the results are
+  // those of storing the components one by one.
+  const bool deferred = UsesCrossProducts() && !options_.cross_validation;
+  const std::size_t first_deferred = nodes_.size();
+  std::vector<std::vector<double>> deferred_coefficients;  // v of u = Y v, per stored node
+  std::vector<double> fitted_coefficients;                 // of the node fitted last
+  bool refused = false;                                    // a stop rule refused `candidate_`
+  const auto fit = [&](CPLSNode& node) {
+    if (!deferred) {
+      FitOnAllCases(node);
+      return;
+    }
+    if (!RunNIPALSOnProducts(CurrentProducts(),
+                             base_row_weight_,
+                             node,
+                             false,
+                             fitted_coefficients,
+                             AllCasesPoll())) {
+      fitted_coefficients.clear();
+      FinishDeferredComponents(first_deferred, deferred_coefficients, fitted_coefficients, false);
+      throw UserAbort();
+    }
+    node.fitted = true;
+  };
+  const auto store = [&](CPLSNode node) {
+    if (!deferred) {
+      StoreComponent(std::move(node));
+      return;
+    }
+    assert(node.fitted && node.component == ComponentCount() + 1);
+    UpdateProducts(node);
+    dof_ -= node.dof_cost;
+    nodes_.push_back(std::move(node));
+    deferred_coefficients.push_back(std::move(fitted_coefficients));
+    fitted_coefficients.clear();
+  };
+
   int stored = 0;
   while (true) {
     const ProgressScope progress_scope(progress_, options_.max_iterations);
@@ -925,13 +1016,15 @@ int PLSEngine::AutoFit() {
         (component > auto_fit_limit_ || component > options_.num_components)) {
       node.status = PLSStatus::kNotSignificant;
       candidate_ = std::move(node);
+      refused = true;
       break;
     }
     if (options_.mode == PLSFitMode::kEigenvalueLimit) {
-      FitOnAllCases(node);
+      fit(node);
       if (!TolerantGreater(node.lambda, options_.eigenvalue_limit)) {
         node.status = PLSStatus::kStoppedByLimit;
         candidate_ = std::move(node);
+        refused = true;
         break;
       }
     }
@@ -947,15 +1040,88 @@ int PLSEngine::AutoFit() {
     }
     if (node.status == PLSStatus::kBeyondAutoFitLimit) {
       candidate_ = std::move(node);
+      refused = true;
       break;
     }
     // The first component the test rejects is stored all the same, and the fit ends with it.
-    if (!node.fitted) FitOnAllCases(node);
-    StoreComponent(std::move(node));
+    if (!node.fitted) fit(node);
+    store(std::move(node));
     ++stored;
     if (!accepted || last || ComponentCount() >= auto_fit_limit_) break;
   }
+  if (deferred) {
+    FinishDeferredComponents(first_deferred, deferred_coefficients, fitted_coefficients, refused);
+  }
   return stored;
+}
+
+void PLSEngine::FinishDeferredComponents(std::size_t first,
+                                         const std::vector<std::vector<double>>& y_coefficients,
+                                         const std::vector<double>& candidate_coefficients,
+                                         bool refused) {
+  const std::size_t count = nodes_.size() - first;
+  assert(y_coefficients.size() == count);
+  // A refused candidate that was fitted gets its scores on the residuals the stored ones leave.
+  const bool score_candidate = refused && candidate_.fitted && !candidate_coefficients.empty();
+  if (count == 0 && !score_candidate) return;
+  const std::size_t x_cols = XCols();
+  const std::size_t y_cols = YCols();
+  // t = X w / w'w, as the fit on the cross-products forms it.
+  const auto score_divisor = [](const CPLSNode& node) {
+    const double weight_ss = Dot(node.w, node.w);
+    return IsTolerantZero(weight_ss) ? 0.0 : 1.0 / weight_ss;
+  };
+  std::vector<double> t_divisors(count);
+  for (std::size_t a = 0; a < count; ++a) t_divisors[a] = score_divisor(nodes_[first + a]);
+  const double candidate_divisor = score_candidate ? score_divisor(candidate_) : 0.0;
+
+  // Case by case: the scores of each component on the residuals of the ones before it, then
+  // the deflation of the case by that component.
+  const auto rows = static_cast<long long>(Rows());
+#pragma omp parallel for schedule(static) if (Rows() * x_cols > kParallelCells)
+  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
+    const auto row = static_cast<std::size_t>(signed_row);
+    const double weight = base_row_weight_[row];
+    double* x_values = x_.data() + row * x_cols;
+    double* y_values = y_.data() + row * y_cols;
+    for (std::size_t a = 0; a < count; ++a) {
+      CPLSNode& node = nodes_[first + a];
+      const double score =
+          weight * (RowProjection(x_values, node.w.data(), x_cols) * t_divisors[a]);
+      node.t[row] = score;
+      node.u[row] = weight * RowProjection(y_values, y_coefficients[a].data(), y_cols);
+      DeflateRow(x_values, x_cols, score, node.p.data());
+      DeflateRow(y_values, y_cols, node.b * score, node.q.data());
+    }
+    if (score_candidate) {
+      candidate_.t[row] =
+          weight * (RowProjection(x_values, candidate_.w.data(), x_cols) * candidate_divisor);
+      candidate_.u[row] = weight * RowProjection(y_values, candidate_coefficients.data(), y_cols);
+    }
+  }
+
+  // The sums of squares, in the order in which storing one by one forms them.
+  for (std::size_t index = first; index < nodes_.size(); ++index) {
+    CPLSNode& node = nodes_[index];
+    const CPLSNode* previous = index == 0 ? nullptr : &nodes_[index - 1];
+    if (index > first) {
+      node.remaining_ss_x = previous->remaining_ss_x - previous->explained_ss_x;
+      node.remaining_ss_y = previous->remaining_ss_y - previous->explained_ss_y;
+    }
+    ExplainedByScores(node.t, 1.0, node.p, node.explained_ss_x_per_column, node.explained_ss_x);
+    ExplainedByScores(node.t, node.b, node.q, node.explained_ss_y_per_column, node.explained_ss_y);
+    node.cumulative_explained_ss_x =
+        node.explained_ss_x + (previous == nullptr ? 0.0 : previous->cumulative_explained_ss_x);
+    node.cumulative_explained_ss_y =
+        node.explained_ss_y + (previous == nullptr ? 0.0 : previous->cumulative_explained_ss_y);
+  }
+  if (refused && count > 0) {
+    const CPLSNode& previous = nodes_.back();
+    candidate_.remaining_ss_x = previous.remaining_ss_x - previous.explained_ss_x;
+    candidate_.remaining_ss_y = previous.remaining_ss_y - previous.explained_ss_y;
+  } else if (!refused && count > 0) {
+    candidate_ = nodes_.back();
+  }
 }
 
 DMatrix PLSEngine::XResiduals() const {

@@ -81,9 +81,11 @@ struct BlockScaling {
 /// Complete data: when no cell of the non-excluded rows and columns is missing, the passes run
 /// on the cross-products XᵀX, YᵀX and YᵀY (one pass over the data forms them, then each pass
 /// costs P² rather than N·P): w ∝ (YᵀX)ᵀ q, q ∝ YᵀX w, t't = wᵀXᵀXw. The scores are formed once
-/// at the end, and deflation updates the cross-products by rank-one terms. This is the same
-/// iteration as the streamed one, so the two agree to rounding. Each fold of a cross-validation
-/// works on the cross-products less those of its held-out rows.
+/// at the end, and deflation updates the cross-products by rank-one terms (t't and Yᵀt follow
+/// from them too). This is the same iteration as the streamed one, so the two agree to rounding.
+/// Each fold of a cross-validation works on the cross-products less those of its held-out rows.
+/// An automatic fit without cross-validation needs no pass over the data per component: the
+/// scores and the deflation of all its components take one pass at its end.
 ///
 /// Threads: the folds of a cross-validation run in parallel; each fold's fit and sums are
 /// sequential and the folds' sums are added in fold order, so the results do not depend on the
@@ -212,22 +214,35 @@ class PLSEngine {
  private:
   void BuildWorkingSet(PLSExclusions exclusions);
   void RestoreWorkingMatrices();
+  /// Drop every component, leaving the working matrices as they are.
+  void ClearComponents();
   void Deflate(const CPLSNode& node, CPLSNode* explained);
   void StartVector(std::span<const double> row_weight, CPLSNode& node, PLSScratch& scratch) const;
   bool RunNIPALS(std::span<const double> row_weight,
                  CPLSNode& node,
                  PLSScratch& scratch,
                  const PassPoll& poll) const;
+  /// NIPALS on the cross-products; `y_coefficients` receives v of the Y scores u = Y v.
   bool RunNIPALSOnProducts(const PLSCrossProducts& products,
                            std::span<const double> row_weight,
                            CPLSNode& node,
                            bool fill_scores,
+                           std::vector<double>& y_coefficients,
                            const PassPoll& poll) const;
   /// Complete data, the option on, and no more predictors than rows (see the PCA engine).
   bool UsesCrossProducts() const {
     return complete_ && options_.cross_products && active_x_columns_ <= active_rows_;
   }
   const PLSCrossProducts& CurrentProducts() const;
+  /// The poll of a fit on all cases: progress and cancellation through the host.
+  PassPoll AllCasesPoll() const;
+  /// Fill the scores, sums of squares and cumulative sums of the nodes stored from `first` on
+  /// without them (`y_coefficients`: v of u = Y v for each) and deflate X and Y by them in one
+  /// pass; a `refused` candidate that was fitted gets its scores and remaining sums too.
+  void FinishDeferredComponents(std::size_t first,
+                                const std::vector<std::vector<double>>& y_coefficients,
+                                const std::vector<double>& candidate_coefficients,
+                                bool refused);
   void UpdateProducts(const CPLSNode& node);
 
   PLSFitOptions options_;

@@ -541,6 +541,67 @@ TEST(PLSCrossValidation, CrossProductPassesMatchStreamedPasses) {
   expect_near(products.Nodes()[2].w, streamed.Nodes()[2].w);
 }
 
+// Without cross-validation on complete data the automatic fit leaves the scores and the
+// deflation of every component to one pass at its end; the outcome is that of storing the
+// components one by one, bit for bit: in the fixed-number mode, in the eigenvalue mode (whose
+// refused candidate is scored on the residuals too), and after a cancel, which keeps the
+// components stored before it.
+TEST(PLSFitModes, AutoFitOnCrossProductsMatchesStoringOneByOne) {
+  const TwoDependents data(true);
+  PLSEngine reference = StandardisedPLS(data.x, data.y, TightOptions());
+  StoreComponents(reference, 3);
+  CPLSNode fourth = reference.NewNode();
+  reference.FitOnAllCases(fourth);
+  const auto expect_same = [&reference](const PLSEngine& engine, std::size_t count) {
+    ASSERT_EQ(engine.ComponentCount(), static_cast<int>(count));
+    for (std::size_t k = 0; k < count; ++k) {
+      const CPLSNode& a = engine.Nodes()[k];
+      const CPLSNode& b = reference.Nodes()[k];
+      EXPECT_EQ(a.iterations, b.iterations) << k;
+      EXPECT_EQ(a.lambda, b.lambda) << k;
+      EXPECT_EQ(a.t, b.t) << k;
+      EXPECT_EQ(a.u, b.u) << k;
+      EXPECT_EQ(a.p, b.p) << k;
+      EXPECT_EQ(a.explained_ss_y_per_column, b.explained_ss_y_per_column) << k;
+      EXPECT_EQ(a.remaining_ss_x, b.remaining_ss_x) << k;
+      EXPECT_EQ(a.cumulative_explained_ss_y, b.cumulative_explained_ss_y) << k;
+      EXPECT_EQ(a.dof_at_creation, b.dof_at_creation) << k;
+    }
+  };
+
+  PLSFitOptions options = TightOptions();
+  options.num_components = 3;
+  PLSEngine fixed = StandardisedPLS(data.x, data.y, options);
+  ASSERT_EQ(fixed.AutoFit(), 3);
+  expect_same(fixed, 3);
+  EXPECT_EQ(ResidualSS(fixed.XResiduals()), ResidualSS(reference.XResiduals()));
+  EXPECT_EQ(ResidualSS(fixed.YResiduals()), ResidualSS(reference.YResiduals()));
+  EXPECT_EQ(fixed.LastCandidate().component, 4);
+  EXPECT_EQ(fixed.LastCandidate().remaining_ss_y, fourth.remaining_ss_y);
+
+  // Stop at the fourth component: its eigenvalue is the limit.
+  options = TightOptions(PLSFitMode::kEigenvalueLimit);
+  options.eigenvalue_limit = fourth.lambda;
+  for (const CPLSNode& node : reference.Nodes()) ASSERT_GT(node.lambda, fourth.lambda);
+  PLSEngine limited = StandardisedPLS(data.x, data.y, options);
+  ASSERT_EQ(limited.AutoFit(), 3);
+  expect_same(limited, 3);
+  EXPECT_EQ(limited.LastCandidate().status, PLSStatus::kStoppedByLimit);
+  EXPECT_EQ(limited.LastCandidate().t, fourth.t);
+  EXPECT_EQ(limited.LastCandidate().u, fourth.u);
+  EXPECT_EQ(limited.LastCandidate().remaining_ss_x, fourth.remaining_ss_x);
+
+  // Cancel at the first pass of the third component.
+  options = TightOptions();
+  options.num_components = 3;
+  PLSEngine cancelled = StandardisedPLS(data.x, data.y, options);
+  RecordingProgress progress(reference.Nodes()[0].iterations + reference.Nodes()[1].iterations);
+  cancelled.SetProgress(&progress);
+  EXPECT_THROW(cancelled.AutoFit(), UserAbort);
+  expect_same(cancelled, 2);
+  EXPECT_EQ(cancelled.LastCandidate().t, reference.Nodes()[1].t);
+}
+
 // The folds are those of the PCA engine: in rotation by default, or drawn from the seed.
 TEST(PLSCrossValidation, FoldsAreSharedWithPCA) {
   const LatentData data;
