@@ -9,20 +9,4 @@ set -euo pipefail
 
 packages=(r-base-core r-bioc-pcamethods python3-numpy python3-sklearn libopenblas0-pthread)
 
-missing=()
-for pkg in "${packages[@]}"; do
-  if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
-    missing+=("$pkg")
-  fi
-done
-
-if [ ${#missing[@]} -eq 0 ]; then
-  echo "peers setup: all packages present"
-  exit 0
-fi
-
-SUDO=""
-if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
-echo "peers setup: installing ${missing[*]}"
-$SUDO apt-get update -qq
-DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+"$(dirname "$0")/../../scripts/apt-install.sh" "peers setup" "${packages[@]}"
