@@ -5,16 +5,6 @@
 namespace mspc {
 namespace {
 
-TEST(MessageTable, GivenIdsHoldTheirTexts) {
-  EXPECT_EQ(MessageText(MessageId::kAnalysisName), "Multivariate Statistical Process Control");
-  EXPECT_EQ(MessageText(MessageId::kReadingData), "Reading data...");
-  constexpr std::string_view kMemoryStart =
-      "The size of the dataset exceeds the maximum data size specified on the Options tab "
-      "of the startup dialog.";
-  EXPECT_EQ(MessageText(MessageId::kDataSizeExceedsLimit).substr(0, kMemoryStart.size()),
-            kMemoryStart);
-}
-
 TEST(MessageTable, UnknownIdGivesEmptyText) {
   EXPECT_TRUE(MessageText(static_cast<MessageId>(1)).empty());
 }
