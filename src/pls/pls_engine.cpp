@@ -42,35 +42,11 @@ int CountIncluded(const std::vector<bool>& excluded) {
   return static_cast<int>(std::count(excluded.begin(), excluded.end(), false));
 }
 
-double MissingIfNotFinite(double value) { return std::isfinite(value) ? value : kMissingValue; }
-
 // Below this many cells a pass over the rows runs on the calling thread.
 constexpr std::size_t kParallelCells = 1 << 16;
 // The passes that sum over rows do so in fixed chunks of rows: each chunk adds its rows in
 // order and the chunks are added in order, whatever the number of threads.
 constexpr std::size_t kChunkRows = 256;
-
-// (raw - mean) / scale for the present cells; a zero scale divides by 1.
-DMatrix ScaleBlock(const DMatrix& raw, const BlockScaling& scaling) {
-  assert(scaling.mean.size() == raw.cols() && scaling.scale.size() == raw.cols());
-  const std::size_t cols = raw.cols();
-  DMatrix scaled(raw.rows(), cols);
-  const auto rows = static_cast<long long>(raw.rows());
-  // Every cell on its own: the rows are shared out between the threads.
-#pragma omp parallel for schedule(static) if (raw.rows() * cols > kParallelCells)
-  for (long long signed_row = 0; signed_row < rows; ++signed_row) {
-    const auto row = static_cast<std::size_t>(signed_row);
-    const double* values = raw.data() + row * cols;
-    double* target = scaled.data() + row * cols;
-    for (std::size_t col = 0; col < cols; ++col) {
-      const double value = values[col];
-      target[col] = std::isfinite(value)
-                        ? MissingIfNotFinite((value - scaling.mean[col]) / scaling.scale[col])
-                        : kMissingValue;
-    }
-  }
-  return scaled;
-}
 
 // Scales of zero (within the tolerance) leave the centred cells as they are: they become 1, so
 // that scaling back is the same operation.
@@ -165,17 +141,27 @@ bool IsComplete(const std::vector<std::uint8_t>& mask, int active_rows, int acti
 }
 
 // Fill with the cross-products of the selected rows (sized to the blocks' widths; a product
-// already of that size is reused without allocating).
+// already of that size is reused without allocating), all three from one pass over the data.
 void FormProducts(const DMatrix& x,
                   const DMatrix& y,
                   kernels::RowSelection selection,
                   PLSCrossProducts& products) {
-  products.xx.assign(x.cols() * x.cols(), 0.0);
-  products.yx.assign(y.cols() * x.cols(), 0.0);
-  products.yy.assign(y.cols() * y.cols(), 0.0);
-  kernels::AddGram(x, selection, products.xx);
-  kernels::AddCrossProduct(x, y, selection, products.yx);
-  kernels::AddGram(y, selection, products.yy);
+  const std::size_t x_cols = x.cols();
+  const std::size_t y_cols = y.cols();
+  const std::size_t width = x_cols + y_cols;
+  std::vector<double> joint(width * width, 0.0);
+  kernels::AddJointGram(x, y, selection, joint);
+  products.xx.resize(x_cols * x_cols);
+  products.yx.resize(y_cols * x_cols);
+  products.yy.resize(y_cols * y_cols);
+  for (std::size_t a = 0; a < x_cols; ++a) {
+    std::copy_n(joint.data() + a * width, x_cols, products.xx.data() + a * x_cols);
+  }
+  for (std::size_t col = 0; col < y_cols; ++col) {
+    const double* joint_row = joint.data() + (x_cols + col) * width;
+    std::copy_n(joint_row, x_cols, products.yx.data() + col * x_cols);
+    std::copy_n(joint_row + x_cols, y_cols, products.yy.data() + col * y_cols);
+  }
 }
 
 // whole - part, entry by entry, into `out` (all three already sized alike).
@@ -276,25 +262,21 @@ void PLSEngine::CenterAndScale(const DMatrix& raw_x,
   assert(raw_x.rows() == raw_y.rows());
   x_scaling_ = EffectiveScaling(std::move(x_scaling));
   y_scaling_ = EffectiveScaling(std::move(y_scaling));
-  scaled_x_ = ScaleBlock(raw_x, x_scaling_);
-  scaled_y_ = ScaleBlock(raw_y, y_scaling_);
-  BuildWorkingSet(std::move(exclusions));
+  Load(raw_x, raw_y, std::move(exclusions));
 }
 
 void PLSEngine::LoadScaled(DMatrix x, DMatrix y, PLSExclusions exclusions) {
   assert(x.rows() == y.rows());
   x_scaling_ = IdentityScaling(x.cols());
   y_scaling_ = IdentityScaling(y.cols());
-  scaled_x_ = ScaleBlock(x, x_scaling_);
-  scaled_y_ = ScaleBlock(y, y_scaling_);
-  BuildWorkingSet(std::move(exclusions));
+  Load(x, y, std::move(exclusions));
 }
 
-void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
-  const std::size_t rows = Rows();
+void PLSEngine::Load(const DMatrix& raw_x, const DMatrix& raw_y, PLSExclusions exclusions) {
+  const std::size_t rows = raw_x.rows();
   excluded_rows_ = ExclusionOrNone(std::move(exclusions.rows), rows);
-  excluded_x_columns_ = ExclusionOrNone(std::move(exclusions.x_columns), XCols());
-  excluded_y_columns_ = ExclusionOrNone(std::move(exclusions.y_columns), YCols());
+  excluded_x_columns_ = ExclusionOrNone(std::move(exclusions.x_columns), raw_x.cols());
+  excluded_y_columns_ = ExclusionOrNone(std::move(exclusions.y_columns), raw_y.cols());
   active_rows_ = CountIncluded(excluded_rows_);
   active_x_columns_ = CountIncluded(excluded_x_columns_);
   active_y_columns_ = CountIncluded(excluded_y_columns_);
@@ -304,18 +286,26 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
     if (!excluded_rows_[row]) base_row_weight_[row] = 1.0;
   }
 
-  // The masks, the working matrices and the totals of one block, in one pass over the data.
-  const auto build_block = [this, rows](const DMatrix& scaled,
-                                        const std::vector<bool>& excluded_columns,
-                                        DMatrix& working,
-                                        std::vector<std::uint8_t>& mask,
-                                        std::vector<double>& column_ss,
-                                        double& total_ss) {
-    const std::size_t cols = scaled.cols();
+  // One pass over a block makes its scaled copy, (raw - mean) / scale with not-a-number for the
+  // cells that are missing, not finite or scale to a value that is not finite; its working
+  // matrix and mask; and its column sums of squares.
+  const auto load_block = [this, rows](const DMatrix& raw,
+                                       const BlockScaling& scaling,
+                                       const std::vector<bool>& excluded_columns,
+                                       DMatrix& scaled,
+                                       DMatrix& working,
+                                       std::vector<std::uint8_t>& mask,
+                                       std::vector<double>& column_ss,
+                                       double& total_ss) {
+    assert(scaling.mean.size() == raw.cols() && scaling.scale.size() == raw.cols());
+    const std::size_t cols = raw.cols();
     std::vector<std::uint8_t> included(cols);
     for (std::size_t col = 0; col < cols; ++col) included[col] = excluded_columns[col] ? 0 : 1;
-    mask.assign(rows * cols, 0);
-    working = DMatrix(rows, cols);
+    scaled = DMatrix::Unfilled(rows, cols);
+    working = DMatrix::Unfilled(rows, cols);
+    mask.resize(rows * cols);
+    const double* mean = scaling.mean.data();
+    const double* scale = scaling.scale.data();
     const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
     std::vector<double> chunk_column_ss(chunks * cols, 0.0);
     const auto signed_chunks = static_cast<long long>(chunks);
@@ -325,15 +315,19 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
       double* sums = chunk_column_ss.data() + chunk * cols;
       for (std::size_t row = chunk * kChunkRows; row < std::min(rows, (chunk + 1) * kChunkRows);
            ++row) {
-        if (excluded_rows_[row]) continue;
-        const double* values = scaled.data() + row * cols;
+        const double* values = raw.data() + row * cols;
+        double* scaled_values = scaled.data() + row * cols;
         std::uint8_t* present = mask.data() + row * cols;
         double* target = working.data() + row * cols;
+        const std::uint8_t row_included = excluded_rows_[row] ? 0 : 1;
         for (std::size_t col = 0; col < cols; ++col) {
-          // Without branches, so that the pass vectorises.
-          const bool valid = (included[col] != 0) & !IsMissing(values[col]);
-          const double value = valid ? values[col] : 0.0;
+          // Without branches, so that the pass vectorises: v - v is 0 exactly when v is finite.
+          const double centred = (values[col] - mean[col]) / scale[col];
+          const bool finite = centred - centred == 0.0;
+          const bool valid = (included[col] & row_included) != 0 && finite;
+          scaled_values[col] = finite ? centred : kMissingValue;
           present[col] = static_cast<std::uint8_t>(valid);
+          const double value = valid ? centred : 0.0;
           target[col] = value;
           sums[col] += value * value;
         }
@@ -349,8 +343,10 @@ void PLSEngine::BuildWorkingSet(PLSExclusions exclusions) {
     total_ss = 0.0;
     for (double ss : column_ss) total_ss += ss;
   };
-  build_block(scaled_x_, excluded_x_columns_, x_, x_mask_, x_column_ss_, total_ss_x_);
-  build_block(scaled_y_, excluded_y_columns_, y_, y_mask_, y_column_ss_, total_ss_y_);
+  load_block(
+      raw_x, x_scaling_, excluded_x_columns_, scaled_x_, x_, x_mask_, x_column_ss_, total_ss_x_);
+  load_block(
+      raw_y, y_scaling_, excluded_y_columns_, scaled_y_, y_, y_mask_, y_column_ss_, total_ss_y_);
 
   complete_ = IsComplete(x_mask_, active_rows_, active_x_columns_) &&
               IsComplete(y_mask_, active_rows_, active_y_columns_);

@@ -212,7 +212,8 @@ class PLSEngine {
   const FoldPlan& Folds() const;
 
  private:
-  void BuildWorkingSet(PLSExclusions exclusions);
+  /// Scale the raw blocks and build the working matrices, masks and totals from them.
+  void Load(const DMatrix& raw_x, const DMatrix& raw_y, PLSExclusions exclusions);
   void RestoreWorkingMatrices();
   /// Drop every component, leaving the working matrices as they are.
   void ClearComponents();
