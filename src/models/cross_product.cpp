@@ -24,21 +24,27 @@ constexpr std::size_t kTileCols = 2 * kLanes;
 // Below this many multiply-adds a kernel runs on the calling thread.
 constexpr double kParallelWork = 4.0e6;
 
-// The row pointers of one block of the selection.
+// The row pointers of one block of the selection, in one matrix or in two side by side.
 class RowBlock {
  public:
-  RowBlock(const DMatrix& x, RowSelection selection, std::size_t first, std::size_t count)
-      : base_(x.data()), cols_(x.cols()), selection_(selection), first_(first), count_(count) {}
+  RowBlock(const DMatrix& x,
+           const DMatrix* y,
+           RowSelection selection,
+           std::size_t first,
+           std::size_t count)
+      : x_(x), y_(y), selection_(selection), first_(first), count_(count) {}
   std::size_t size() const { return count_; }
-  const double* operator[](std::size_t index) const {
-    const std::size_t position = first_ + index;
-    const std::size_t row = selection_.rows.empty() ? position : selection_.rows[position];
-    return base_ + row * cols_;
-  }
+  std::size_t x_cols() const { return x_.cols(); }
+  const double* XRow(std::size_t index) const { return x_.data() + Row(index) * x_.cols(); }
+  const double* YRow(std::size_t index) const { return y_->data() + Row(index) * y_->cols(); }
 
  private:
-  const double* base_;
-  std::size_t cols_;
+  std::size_t Row(std::size_t index) const {
+    const std::size_t position = first_ + index;
+    return selection_.rows.empty() ? position : selection_.rows[position];
+  }
+  const DMatrix& x_;
+  const DMatrix* y_;
   RowSelection selection_;
   std::size_t first_;
   std::size_t count_;
@@ -54,13 +60,18 @@ constexpr std::size_t kSegments = 4;
 
 void PackBlock(const RowBlock& block, std::size_t k, std::size_t panel, double* packed) {
   const std::size_t first_col = panel * kPanel;
-  const std::size_t width = std::min(kPanel, k - first_col);
+  const std::size_t end_col = std::min(first_col + kPanel, k);
+  // Columns up to x_cols come from x, the others from y.
+  const std::size_t x_end = std::min(end_col, std::max(first_col, block.x_cols()));
   double* target = packed + panel * kPackRows * kPanel;
   for (std::size_t index = 0; index < block.size(); ++index) {
-    const double* row = block[index] + first_col;
     double* out = target + index * kPanel;
-    std::copy_n(row, width, out);
-    std::fill(out + width, out + kPanel, 0.0);
+    out = std::copy(block.XRow(index) + first_col, block.XRow(index) + x_end, out);
+    if (x_end < end_col) {
+      const double* y_row = block.YRow(index) - block.x_cols();
+      out = std::copy(y_row + x_end, y_row + end_col, out);
+    }
+    std::fill(out, target + (index + 1) * kPanel, 0.0);
   }
 }
 
@@ -97,10 +108,9 @@ void GramTile(const double* packed,
   }
 }
 
-}  // namespace
-
-void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
-  const std::size_t k = x.cols();
+// gram += [X Y]_Sᵀ [X Y]_S, with Y left out when `y` is null.
+void AddGramOf(const DMatrix& x, const DMatrix* y, RowSelection selection, std::span<double> gram) {
+  const std::size_t k = x.cols() + (y == nullptr ? 0 : y->cols());
   const std::size_t rows = selection.rows.empty() ? x.rows() : selection.rows.size();
   assert(gram.size() == k * k);
   if (k == 0 || rows == 0) return;
@@ -123,7 +133,7 @@ void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
     const std::size_t end_block = (segment + 1) * blocks / segments;
     for (std::size_t block_index = first_block; block_index < end_block; ++block_index) {
       const std::size_t first = block_index * kPackRows;
-      const RowBlock block(x, selection, first, std::min(kPackRows, rows - first));
+      const RowBlock block(x, y, selection, first, std::min(kPackRows, rows - first));
       for (std::size_t panel = 0; panel < panels; ++panel)
         PackBlock(block, k, panel, packed.data());
       for (std::size_t strip = 0; strip < strips; ++strip) {
@@ -158,26 +168,18 @@ void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
   }
 }
 
-void AddCrossProduct(const DMatrix& x,
-                     const DMatrix& y,
-                     RowSelection selection,
-                     std::span<double> product) {
-  const std::size_t k = x.cols();
-  const std::size_t m = y.cols();
-  assert(product.size() == k * m && x.rows() == y.rows());
-  const std::size_t rows = selection.rows.empty() ? x.rows() : selection.rows.size();
-  // One contiguous run of the result per column of y, so that the inner loop vectorises.
-  for (std::size_t index = 0; index < rows; ++index) {
-    const std::size_t row = selection.rows.empty() ? index : selection.rows[index];
-    const double* x_row = x.data() + row * k;
-    const double* y_row = y.data() + row * m;
-    for (std::size_t col = 0; col < m; ++col) {
-      const double scale = y_row[col];
-      double* target = product.data() + col * k;
-#pragma omp simd
-      for (std::size_t a = 0; a < k; ++a) target[a] += scale * x_row[a];
-    }
-  }
+}  // namespace
+
+void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram) {
+  AddGramOf(x, nullptr, selection, gram);
+}
+
+void AddJointGram(const DMatrix& x,
+                  const DMatrix& y,
+                  RowSelection selection,
+                  std::span<double> gram) {
+  assert(x.rows() == y.rows());
+  AddGramOf(x, &y, selection, gram);
 }
 
 void MultiplyRows(const DMatrix& x,

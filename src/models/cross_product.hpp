@@ -24,12 +24,13 @@ struct RowSelection {
 /// written). Each entry adds its rows in order.
 void AddGram(const DMatrix& x, RowSelection selection, std::span<double> gram);
 
-/// product += Y_Sᵀ X_S over the selected rows S (y.cols() × x.cols(), row-major). Each entry
-/// adds its rows in order.
-void AddCrossProduct(const DMatrix& x,
-                     const DMatrix& y,
-                     RowSelection selection,
-                     std::span<double> product);
+/// gram += [X Y]_Sᵀ [X Y]_S over the selected rows S of the two blocks side by side
+/// ((x.cols() + y.cols()) squared, row-major, both triangles written): XᵀX, XᵀY and YᵀY in one
+/// pass over the data. Each entry adds its rows in order.
+void AddJointGram(const DMatrix& x,
+                  const DMatrix& y,
+                  RowSelection selection,
+                  std::span<double> gram);
 
 /// out = X[first, first + count) · B for a block of rows: `b` is x.cols() × width row-major and
 /// `out` count × width row-major. The sum over the columns of x runs in column order.
