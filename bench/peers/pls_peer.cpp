@@ -19,23 +19,39 @@
 
 namespace {
 
-// Column means and standard deviations, accumulated row by row along contiguous memory.
+// Column means and standard deviations in two passes (sums, then squared deviations from the
+// means), each over fixed chunks of rows that the threads share out; the chunks' sums are added
+// in order, so the figures do not depend on the number of threads.
 mspc::BlockScaling ScalingOf(const mspc::DMatrix& block) {
+  constexpr std::size_t kChunkRows = 512;
   const std::size_t cols = block.cols();
-  const double rows = static_cast<double>(block.rows());
-  mspc::BlockScaling scaling{std::vector<double>(cols, 0.0), std::vector<double>(cols, 0.0)};
-  for (std::size_t row = 0; row < block.rows(); ++row) {
-    const std::span<const double> values = block.Row(row);
-    for (std::size_t col = 0; col < cols; ++col) scaling.mean[col] += values[col];
-  }
-  for (double& mean : scaling.mean) mean /= rows;
-  for (std::size_t row = 0; row < block.rows(); ++row) {
-    const std::span<const double> values = block.Row(row);
-    for (std::size_t col = 0; col < cols; ++col) {
-      const double deviation = values[col] - scaling.mean[col];
-      scaling.scale[col] += deviation * deviation;
+  const std::size_t chunks = (block.rows() + kChunkRows - 1) / kChunkRows;
+  std::vector<double> partial(chunks * cols);
+  const auto column_sums = [&](const std::vector<double>& centre, bool squared) {
+#pragma omp parallel for schedule(static)
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+      double* sums = partial.data() + chunk * cols;
+      std::fill_n(sums, cols, 0.0);
+      for (std::size_t row = chunk * kChunkRows;
+           row < std::min(block.rows(), (chunk + 1) * kChunkRows);
+           ++row) {
+        const std::span<const double> values = block.Row(row);
+        for (std::size_t col = 0; col < cols; ++col) {
+          const double value = values[col] - centre[col];
+          sums[col] += squared ? value * value : value;
+        }
+      }
     }
-  }
+    std::vector<double> total(cols, 0.0);
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) {
+      for (std::size_t col = 0; col < cols; ++col) total[col] += partial[chunk * cols + col];
+    }
+    return total;
+  };
+  const double rows = static_cast<double>(block.rows());
+  mspc::BlockScaling scaling{column_sums(std::vector<double>(cols, 0.0), false), {}};
+  for (double& mean : scaling.mean) mean /= rows;
+  scaling.scale = column_sums(scaling.mean, true);
   for (double& scale : scaling.scale) scale = std::sqrt(scale / (rows - 1.0));
   return scaling;
 }
