@@ -13,12 +13,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 TEST(CleanText, KeepsValidTextAndReplacesWhatXmlCannotHold) {
   const std::string valid = "T\xC2\xB2 \xE2\x80\x93 \xF0\x9F\x93\x88 tab\tline\n";
   EXPECT_EQ(CleanText(valid), valid);
-  struct Case {
-    std::string input;
-    std::string expected;
-  };
   const std::string fffd = "\xEF\xBF\xBD";
-  const Case cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"a\x01"
        "b\x1F"
        "c\x7F"
@@ -33,7 +29,7 @@ TEST(CleanText, KeepsValidTextAndReplacesWhatXmlCannotHold) {
       {"\xEF\xBF\xBF", fffd},                           // U+FFFF, not a character
       {std::string("nul\0!", 5), "nul !"},
   };
-  for (const Case& one : cases) EXPECT_EQ(CleanText(one.input), one.expected) << one.input;
+  for (const auto& [input, expected] : cases) EXPECT_EQ(CleanText(input), expected) << input;
 }
 
 TEST(ReportName, BlankTitlesGetTheirNumber) {

@@ -185,11 +185,7 @@ TEST_F(ScriptRunnerTest, RecordingWritesEverySettablePropertyAfterTheCommands) {
 }
 
 TEST(ScriptParse, MalformedScriptsAreRefusedWithTheirLine) {
-  struct Case {
-    const char* text;
-    const char* fragment;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"{\n\"steps\": [\n{\"dialog\": }\n]}", "x.json:3: the script is not valid JSON"},
       {"[1, 2]", "must be a JSON object"},
       {"{\"steps\": [], \"data\": 1e999999}", "x.json:1: the script is not valid JSON"},
@@ -202,10 +198,10 @@ TEST(ScriptParse, MalformedScriptsAreRefusedWithTheirLine) {
       {"{\"select\": {\"variable\": \"P\", \"in\": []}, \"steps\": []}", "non-empty list"},
       {"{\"categorical\": \"x\", \"steps\": []}", "list of variable names"},
   };
-  for (const Case& test : cases) {
-    const ScriptParseResult parsed = ParseScript(test.text, "x.json");
-    EXPECT_FALSE(parsed.script.has_value()) << test.text;
-    EXPECT_THAT(parsed.error, HasSubstr(test.fragment)) << test.text;
+  for (const auto& [text, fragment] : cases) {
+    const ScriptParseResult parsed = ParseScript(text, "x.json");
+    EXPECT_FALSE(parsed.script.has_value()) << text;
+    EXPECT_THAT(parsed.error, HasSubstr(fragment)) << text;
   }
 }
 
