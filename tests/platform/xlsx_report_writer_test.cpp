@@ -120,7 +120,8 @@ struct Workbook {
 
   std::vector<std::string> SheetNames() const {
     std::vector<std::string> names;
-    for (const auto& sheet : Xml("xl/workbook.xml").select_nodes("/workbook/sheets/sheet")) {
+    const pugi::xml_document workbook = Xml("xl/workbook.xml");
+    for (const auto& sheet : workbook.select_nodes("/workbook/sheets/sheet")) {
       names.push_back(sheet.node().attribute("name").value());
     }
     return names;
