@@ -4,26 +4,21 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 
 #include "fuzz/fuzz_entries.hpp"
+#include "platform/temp_folder.hpp"
 
 namespace mspc {
 namespace {
 
 int Replay(const std::string& target, const std::function<void(std::string_view)>& entry) {
-  const std::filesystem::path folder =
-      std::filesystem::path(MSPC_SOURCE_DIR) / "tests" / "fuzz" / "corpus" / target;
   int replayed = 0;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) {
-    std::ifstream stream(file.path(), std::ios::binary);
-    std::stringstream bytes;
-    bytes << stream.rdbuf();
+  for (const auto& file : std::filesystem::directory_iterator(std::string(MSPC_SOURCE_DIR) +
+                                                              "/tests/fuzz/corpus/" + target)) {
     SCOPED_TRACE(file.path().string());
-    entry(bytes.str());
+    entry(platform::testing::ReadText(file.path().string()));
     ++replayed;
   }
   return replayed;

@@ -113,7 +113,7 @@ inline void ScriptText(std::string_view bytes) {
 
 /// Run a built script on `table` as the command line would, with every output kept in memory.
 inline void RunOnTable(const platform::Script& script, DataTable& table) {
-  platform::ScriptStepMachinery machinery;
+  platform::ScriptStepMachinery steps;
   platform::TerminalProgress progress(false, nullptr);
   platform::JsonSettings settings("");
   platform::RecordingMessageOutput messages(nullptr);
@@ -121,22 +121,13 @@ inline void RunOnTable(const platform::Script& script, DataTable& table) {
   platform::SeededRandom random;
   platform::JsonReportSink reports;
   platform::PugiXmlParser xml;
-  HostServices services;
-  services.steps = &machinery;
-  services.progress = &progress;
-  services.settings = &settings;
-  services.messages = &messages;
-  services.table = &table;
-  services.probability = &probability;
-  services.random = &random;
-  services.output = &reports;
-  services.xml = &xml;
+  HostServices services{
+      &steps, &progress, &settings, &messages, &table, &probability, &random, &reports, &xml};
   services.automation = true;
   std::unique_ptr<CMSPC> analysis(Kvs6NewAnalysis());
   analysis->InitCommons(services);
-  platform::ScriptRunner runner(services, machinery, "fuzz");
-  runner.Run(script, nullptr);
-  machinery.CloseDialog();
+  platform::ScriptRunner(services, steps, "fuzz").Run(script, nullptr);
+  steps.CloseDialog();
 }
 
 /// CSV text fitted as `krv-mspc fit` fits it, with the common reports: PCA with two components

@@ -2,42 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
-#include <sstream>
 
 #include "platform/number_text.hpp"
+#include "platform/table_dump.hpp"
 #include "platform/temp_folder.hpp"
 
 namespace mspc::platform {
 namespace {
 
-// The table in one line: "name{code=label,...}: cells; ..." with "." for a missing cell.
 std::string Dump(const CsvLoadResult& result) {
-  if (!result.table) return "error: " + result.error;
-  const DataTable& table = *result.table;
-  std::ostringstream text;
-  for (std::size_t col = 0; col < table.NumVariables(); ++col) {
-    text << (col ? "; " : "") << table.VariableName(col);
-    if (table.IsCategorical(col)) {
-      text << "{";
-      for (const CodeLabel& category : table.Categories(col)) {
-        text << category.code << "=" << category.label << ",";
-      }
-      text << "}";
-    }
-    text << ":";
-    for (std::size_t row = 0; row < table.NumCases(); ++row) {
-      const double value = table.Value(row, col);
-      text << " ";
-      if (std::isnan(value)) {
-        text << ".";
-      } else {
-        text << value;
-      }
-    }
-  }
-  return text.str();
+  return result.table ? testing::DumpTable(*result.table) : "error: " + result.error;
 }
 
 std::string Dump(std::string_view csv, const CsvOptions& options = {}) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <pugixml.hpp>
 #include <regex>
+#include <sstream>
 
 #include "platform/report_samples.hpp"
 #include "platform/temp_folder.hpp"
@@ -29,19 +30,19 @@ TEST(HtmlReport, EscapesEveryTextAndFetchesNothing) {
   EXPECT_EQ(EscapeHtml("bad\xFF"), "bad\xEF\xBF\xBD");
 
   const std::string page = ReportsToHtml(ReportSamples::All());
-  EXPECT_EQ(page.find("<script"), std::string::npos);
-  EXPECT_NE(page.find("&lt;script&gt;alert(1)&lt;/script&gt;"), std::string::npos);
-  EXPECT_NE(page.find("Summary &lt;b&gt;&amp;amp; &quot;R\xC2\xB2&quot; it&#39;s"),
-            std::string::npos);
-  EXPECT_NE(page.find("<td>&lt;NS&gt;</td>"), std::string::npos);
-  EXPECT_NE(page.find("<pre>&lt;PMML version=&quot;4.2&quot;&gt;"), std::string::npos);
-  // Nothing is fetched: no link, source, import or remote address; a policy forbids them.
-  for (const char* fetch : {"<link", " src=", "@import", "url(", "https:"}) {
+  for (const char* escaped : {"&lt;script&gt;alert(1)&lt;/script&gt;",
+                              "Summary &lt;b&gt;&amp;amp; &quot;R\xC2\xB2&quot; it&#39;s",
+                              "<td>&lt;NS&gt;</td>",
+                              "<pre>&lt;PMML version=&quot;4.2&quot;&gt;",
+                              "Content-Security-Policy\" content=\"default-src 'none'"}) {
+    EXPECT_NE(page.find(escaped), std::string::npos) << escaped;
+  }
+  // Nothing is fetched: no script, link, source, import or remote address.
+  for (const char* fetch : {"<script", "<link", " src=", "@import", "url(", "https:"}) {
     EXPECT_EQ(page.find(fetch), std::string::npos) << fetch;
   }
   // The one address is the SVG namespace name, which is never fetched.
   EXPECT_EQ(Count(page, "http:"), Count(page, "http://www.w3.org/2000/svg"));
-  EXPECT_NE(page.find("Content-Security-Policy\" content=\"default-src 'none'"), std::string::npos);
 }
 
 TEST(HtmlReport, ContentsLinkEveryReportInOrder) {
@@ -97,13 +98,12 @@ TEST(HtmlChart, ControlChartMarksExactlyThePointsAboveItsControlLine) {
   const pugi::xml_document svg = ParseSvg(graph);
   const auto control = svg.select_nodes("//g[@class='limit control']");
   const auto warning = svg.select_nodes("//g[@class='limit warning']");
-  ASSERT_EQ(control.size(), 1u);
-  ASSERT_EQ(warning.size(), 1u);
+  ASSERT_EQ(control.size() + warning.size(), 2u);
   EXPECT_EQ(std::string(control[0].node().child_value("text")), graph.lines[0].label);
   EXPECT_EQ(std::string(warning[0].node().child_value("text")), graph.lines[1].label);
   const pugi::xml_node line = control[0].node().child("line");
   const double control_y = line.attribute("y1").as_double();
-  EXPECT_EQ(control_y, line.attribute("y2").as_double());                             // horizontal
+  EXPECT_EQ(control_y, line.attribute("y2").as_double());                             // level
   EXPECT_LT(control_y, warning[0].node().child("line").attribute("y1").as_double());  // above
 
   // Marked points sit above the control line (smaller y on screen), every other marker below.
@@ -115,17 +115,16 @@ TEST(HtmlChart, ControlChartMarksExactlyThePointsAboveItsControlLine) {
             ReportSamples::kControlPoints - ReportSamples::BeyondCases().size() - 1);  // 1 missing
   for (const auto& point : markers) EXPECT_GT(point.node().attribute("cy").as_double(), control_y);
   // The line breaks at the missing case: two moves in its path.
-  const std::string path =
-      svg.select_node("//g[@class='series']/path").node().attribute("d").value();
-  EXPECT_EQ(Count(path, "M"), 2u);
+  EXPECT_EQ(Count(svg.select_node("//g[@class='series']/path").node().attribute("d").value(), "M"),
+            2u);
 
-  // Axis titles and a legend entry for the series and one for the marked points.
+  // Axis titles, a legend entry for the series and one for the marked points, and ticks that
+  // reach past the largest value, 17.6.
   const auto titles = svg.select_nodes("//text[@class='axis-title']");
   ASSERT_EQ(titles.size(), 2u);
-  EXPECT_STREQ(titles[0].node().child_value(), "Case");
-  EXPECT_STREQ(titles[1].node().child_value(), "T\xC2\xB2");
+  EXPECT_EQ(std::string(titles[0].node().child_value()) + "|" + titles[1].node().child_value(),
+            "Case|T\xC2\xB2");
   EXPECT_EQ(svg.select_nodes("//g[@class='legend']/text").size(), 2u);
-  // Tick labels run over the data: the y axis reaches past the largest value, 17.6.
   double top_tick = 0.0;
   for (const auto& tick : svg.select_nodes("//text[@class='tick-label']")) {
     top_tick = std::max(top_tick, tick.node().text().as_double());
@@ -135,10 +134,9 @@ TEST(HtmlChart, ControlChartMarksExactlyThePointsAboveItsControlLine) {
   // Under the chart, the page lists the marked cases by their labels.
   const std::string page = ReportsToHtml({graph});
   EXPECT_NE(page.find("<summary>Points beyond the control limit (3)</summary>"), std::string::npos);
-  for (const std::size_t case_index : ReportSamples::BeyondCases()) {
-    EXPECT_NE(page.find("<tr><td>case &lt;" + std::to_string(case_index + 1) + "&gt;</td>"),
-              std::string::npos)
-        << case_index;
+  for (const std::size_t index : ReportSamples::BeyondCases()) {
+    const std::string row = "<tr><td>case &lt;" + std::to_string(index + 1) + "&gt;</td>";
+    EXPECT_NE(page.find(row), std::string::npos) << row;
   }
 }
 
@@ -150,122 +148,86 @@ TEST(HtmlChart, ScatterLimitsDrawTheirBoxes) {
   // The four control edges close a rectangle: every corner is the end of two edges.
   std::map<std::pair<long, long>, int> corners;
   for (const auto& edge : control) {
-    const pugi::xml_node line = edge.node();
-    const auto at = [&](const char* x, const char* y) {
-      return std::pair<long, long>(std::lround(line.attribute(x).as_double() * 100),
-                                   std::lround(line.attribute(y).as_double() * 100));
-    };
-    ++corners[at("x1", "y1")];
-    ++corners[at("x2", "y2")];
+    for (const auto& [x, y] : {std::pair("x1", "y1"), std::pair("x2", "y2")}) {
+      ++corners[{std::lround(edge.node().attribute(x).as_double() * 100),
+                 std::lround(edge.node().attribute(y).as_double() * 100)}];
+    }
   }
-  ASSERT_EQ(corners.size(), 4u);
+  EXPECT_EQ(corners.size(), 4u);
   for (const auto& [corner, count] : corners) EXPECT_EQ(count, 2);
   EXPECT_EQ(svg.select_nodes("//circle[@class='beyond']").size(), 1u);
   EXPECT_EQ(svg.select_nodes("//text[@class='point-label']").size(), 40u);
 }
 
-TEST(HtmlChart, GraphsWithNothingToPlotStillDrawTheirFrame) {
-  const std::string svg = GraphToSvg(ReportSamples::NothingToPlot());
-  EXPECT_NE(svg.find("No values to plot."), std::string::npos);
-  EXPECT_EQ(svg.find("<path"), std::string::npos);
-  EXPECT_EQ(svg.find("class=\"limit"), std::string::npos);  // its line is not a number
+// An SVG with no "nan" or "inf" in it that parses as XML; the number of `element`s in it.
+std::size_t CleanSvg(const std::string& svg, const char* element) {
   for (const char* bad : {"nan", "inf"}) EXPECT_EQ(svg.find(bad), std::string::npos) << bad;
   pugi::xml_document parsed;
   EXPECT_TRUE(parsed.load_string(svg.c_str()));
+  return parsed.select_nodes(element).size();
+}
 
+TEST(HtmlChart, GraphsWithNothingToPlotStillDrawTheirFrame) {
+  const std::string svg = GraphToSvg(ReportSamples::NothingToPlot());
+  EXPECT_NE(svg.find("No values to plot."), std::string::npos);
+  EXPECT_EQ(CleanSvg(svg, "//path"), 0u);
+  EXPECT_EQ(svg.find("class=\"limit"), std::string::npos);  // its line is not a number
   // Values near the largest double keep every coordinate finite.
   Graph huge = ReportSamples::Bars();
   huge.series[0].y = {1e308, -1e308, 0.0};
-  const std::string huge_svg = GraphToSvg(huge);
-  for (const char* bad : {"nan", "inf"}) EXPECT_EQ(huge_svg.find(bad), std::string::npos) << bad;
-  pugi::xml_document huge_parsed;
-  ASSERT_TRUE(huge_parsed.load_string(huge_svg.c_str()));
-  EXPECT_EQ(huge_parsed.select_nodes("//g[@class='series']/rect").size(), 3u);
+  EXPECT_EQ(CleanSvg(GraphToSvg(huge), "//g[@class='series']/rect"), 3u);
 }
 
-// Headless Chromium renders the page: it must load without a console message (a refused fetch
-// or a script error would print one) and show every chart's limit lines.
+// Headless Chromium loads the page: without a console message (a refused fetch, a blocked style
+// or a script error would print one), and with every chart.
 class HtmlReportInBrowser : public ::testing::Test {
  protected:
-  static std::string Chromium() {
-    for (const char* name : {"chromium", "chromium-browser"}) {
-      for (const char* folder : {"/usr/bin/", "/usr/local/bin/", "/snap/bin/"}) {
-        const std::string path = std::string(folder) + name;
-        if (std::filesystem::exists(path)) return path;
-      }
-    }
-    return {};
-  }
-
   void SetUp() override {
-    chromium_ = Chromium();
+    for (const char* path : {"/usr/bin/chromium", "/usr/bin/chromium-browser"}) {
+      if (std::filesystem::exists(path)) chromium_ = path;
+    }
     if (chromium_.empty()) GTEST_SKIP() << "Chromium is not installed (Debian package chromium)";
   }
 
-  // Run Chromium on a page; returns its standard error, with the DOM or screenshot in files.
-  std::string Run(const std::string& page, const std::string& action) {
-    const std::string command = chromium_ +
-                                " --headless --no-sandbox --disable-gpu"
-                                " --disable-background-networking --disable-component-update"
-                                " --disable-sync --no-first-run --enable-logging=stderr --v=0"
-                                " --user-data-dir='" +
-                                folder_.File("profile") + "' " + action + " 'file://" + page +
-                                "' >'" + folder_.File("stdout.txt") + "' 2>'" +
-                                folder_.File("stderr.txt") + "'";
+  // Run Chromium on a page; returns the lines of its console, with the DOM in stdout.txt.
+  std::vector<std::string> Run(const std::string& page) {
+    const std::string command =
+        chromium_ +
+        " --headless --no-sandbox --disable-gpu --disable-background-networking"
+        " --disable-component-update --disable-sync --no-first-run --enable-logging=stderr"
+        " --v=0 --user-data-dir='" +
+        folder_.File("profile") + "' --dump-dom 'file://" + page + "' >'" +
+        folder_.File("stdout.txt") + "' 2>'" + folder_.File("stderr.txt") + "'";
     EXPECT_EQ(std::system(command.c_str()), 0) << command;
-    return testing::ReadText(folder_.File("stderr.txt"));
-  }
-
-  static std::vector<std::string> ConsoleLines(const std::string& log) {
-    std::vector<std::string> lines;
-    std::size_t start = 0;
-    while (start < log.size()) {
-      std::size_t end = log.find('\n', start);
-      if (end == std::string::npos) end = log.size();
-      const std::string line = log.substr(start, end - start);
-      if (line.find(":CONSOLE") != std::string::npos) lines.push_back(line);
-      start = end + 1;
+    std::istringstream log(testing::ReadText(folder_.File("stderr.txt")));
+    std::vector<std::string> console;
+    for (std::string line; std::getline(log, line);) {
+      if (line.find(":CONSOLE") != std::string::npos) console.push_back(line);
     }
-    return lines;
+    return console;
   }
 
   std::string chromium_;
   testing::TempFolder folder_;
 };
 
-TEST_F(HtmlReportInBrowser, LoadsWithoutConsoleMessagesAndDrawsEveryLimitLine) {
+TEST_F(HtmlReportInBrowser, LoadsWithoutConsoleMessagesAndShowsEveryChart) {
   // The check itself: a page that tries a fetch is caught.
   const std::string fetching = folder_.Write(
       "fetching.html",
       "<!DOCTYPE html><html><head><meta http-equiv=\"Content-Security-Policy\" "
       "content=\"default-src 'none'\"></head><body><img src=\"http://example.invalid/a.png\">"
       "</body></html>");
-  EXPECT_FALSE(ConsoleLines(Run(fetching, "--dump-dom")).empty());
+  EXPECT_FALSE(Run(fetching).empty());
 
   std::string error;
   const std::string page = folder_.File("report.html");
   ASSERT_TRUE(WriteHtmlReport(ReportSamples::All(), page, {}, &error)) << error;
-  const std::vector<std::string> console = ConsoleLines(Run(page, "--dump-dom"));
+  const std::vector<std::string> console = Run(page);
   EXPECT_TRUE(console.empty()) << console.front();
 
-  // The DOM as the browser built it: every chart is an SVG element, and the charts with limits
-  // have them.
-  const std::string dom = testing::ReadText(folder_.File("stdout.txt"));
-  EXPECT_EQ(Count(dom, "<svg "), 4u);
-  std::vector<std::pair<std::size_t, std::size_t>> limits;  // control, warning per chart
-  for (std::size_t at = dom.find("<svg "); at != std::string::npos;
-       at = dom.find("<svg ", at + 1)) {
-    const std::string chart = dom.substr(at, dom.find("</svg>", at) - at);
-    limits.emplace_back(Count(chart, "class=\"limit control\""),
-                        Count(chart, "class=\"limit warning\""));
-  }
-  EXPECT_EQ(limits,
-            (std::vector<std::pair<std::size_t, std::size_t>>{{1, 1}, {4, 4}, {0, 0}, {0, 0}}));
-
-  Run(page, "--window-size=1200,2400 --screenshot='" + folder_.File("report.png") + "'");
-  const std::string png = testing::ReadText(folder_.File("report.png"));
-  ASSERT_GT(png.size(), 8u);
-  EXPECT_EQ(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
+  // Every chart is in the DOM the browser built (what each draws is checked above).
+  EXPECT_EQ(Count(testing::ReadText(folder_.File("stdout.txt")), "<svg "), 4u);
 }
 
 }  // namespace

@@ -27,78 +27,63 @@ struct WrittenVariable {
 
 enum class WrittenFormat { kSav, kZsav, kDta, kSas };
 
-inline ssize_t WriteBytes(const void* data, size_t length, void* context) {
-  static_cast<std::ofstream*>(context)->write(static_cast<const char*>(data),
-                                              static_cast<std::streamsize>(length));
-  return static_cast<ssize_t>(length);
-}
-
 /// Write `variables` (all of one length) as a data file of `format` at `path`.
 inline void WriteFile(const std::string& path,
                       WrittenFormat format,
                       const std::vector<WrittenVariable>& variables) {
   std::ofstream stream(path, std::ios::binary);
   readstat_writer_t* writer = readstat_writer_init();
-  readstat_set_data_writer(writer, &WriteBytes);
+  readstat_set_data_writer(writer, [](const void* data, size_t length, void* context) {
+    static_cast<std::ofstream*>(context)->write(static_cast<const char*>(data),
+                                                static_cast<std::streamsize>(length));
+    return static_cast<ssize_t>(length);
+  });
   std::vector<readstat_variable_t*> handles;
   for (const WrittenVariable& variable : variables) {
-    readstat_variable_t* handle =
-        readstat_add_variable(writer,
-                              variable.name.c_str(),
-                              variable.type,
-                              variable.type == READSTAT_TYPE_STRING ? 16 : 0);
+    const bool text = variable.type == READSTAT_TYPE_STRING;
+    const bool integer = variable.type == READSTAT_TYPE_INT32;
+    handles.push_back(
+        readstat_add_variable(writer, variable.name.c_str(), variable.type, text ? 16 : 0));
     if (!variable.labels.empty()) {
-      const bool integer = variable.type == READSTAT_TYPE_INT32;
       readstat_label_set_t* set =
-          readstat_add_label_set(writer,
-                                 integer ? READSTAT_TYPE_INT32 : READSTAT_TYPE_DOUBLE,
-                                 (variable.name + "_l").c_str());
+          readstat_add_label_set(writer, variable.type, (variable.name + "_l").c_str());
       for (const auto& [value, label] : variable.labels) {
-        if (integer) {
-          readstat_label_int32_value(set, static_cast<int32_t>(value), label.c_str());
-        } else {
-          readstat_label_double_value(set, value, label.c_str());
-        }
+        integer ? readstat_label_int32_value(set, static_cast<int32_t>(value), label.c_str())
+                : readstat_label_double_value(set, value, label.c_str());
       }
-      readstat_variable_set_label_set(handle, set);
+      readstat_variable_set_label_set(handles.back(), set);
     }
     for (const double missing : variable.user_missing) {
-      readstat_variable_add_missing_double_value(handle, missing);
+      readstat_variable_add_missing_double_value(handles.back(), missing);
     }
-    handles.push_back(handle);
   }
-  const std::size_t rows = variables.front().type == READSTAT_TYPE_STRING
-                               ? variables.front().texts.size()
-                               : variables.front().numbers.size();
-  if (format == WrittenFormat::kZsav)
+  const WrittenVariable& first = variables.front();
+  const std::size_t rows =
+      first.type == READSTAT_TYPE_STRING ? first.texts.size() : first.numbers.size();
+  if (format == WrittenFormat::kZsav) {
     readstat_writer_set_compression(writer, READSTAT_COMPRESS_BINARY);
-  const auto row_count = static_cast<long>(rows);
-  readstat_error_t begun = READSTAT_OK;
-  if (format == WrittenFormat::kDta) {
-    begun = readstat_begin_writing_dta(writer, &stream, row_count);
-  } else if (format == WrittenFormat::kSas) {
-    begun = readstat_begin_writing_sas7bdat(writer, &stream, row_count);
-  } else {
-    begun = readstat_begin_writing_sav(writer, &stream, row_count);
   }
+  const auto begin = format == WrittenFormat::kDta   ? &readstat_begin_writing_dta
+                     : format == WrittenFormat::kSas ? &readstat_begin_writing_sas7bdat
+                                                     : &readstat_begin_writing_sav;
+  const readstat_error_t begun = begin(writer, &stream, static_cast<long>(rows));
   ASSERT_EQ(begun, READSTAT_OK) << readstat_error_message(begun);
   for (std::size_t row = 0; row < rows; ++row) {
     readstat_begin_row(writer);
     for (std::size_t index = 0; index < variables.size(); ++index) {
       const WrittenVariable& variable = variables[index];
       readstat_variable_t* handle = handles[index];
-      const bool tagged =
-          std::find(variable.tagged.begin(), variable.tagged.end(), row) != variable.tagged.end();
+      const double number = variable.numbers.empty() ? 0.0 : variable.numbers[row];
       if (variable.type == READSTAT_TYPE_STRING) {
         readstat_insert_string_value(writer, handle, variable.texts[row].c_str());
-      } else if (tagged) {
+      } else if (std::count(variable.tagged.begin(), variable.tagged.end(), row) > 0) {
         readstat_insert_tagged_missing_value(writer, handle, 'a');
-      } else if (std::isnan(variable.numbers[row])) {
+      } else if (std::isnan(number)) {
         readstat_insert_missing_value(writer, handle);
       } else if (variable.type == READSTAT_TYPE_INT32) {
-        readstat_insert_int32_value(writer, handle, static_cast<int32_t>(variable.numbers[row]));
+        readstat_insert_int32_value(writer, handle, static_cast<int32_t>(number));
       } else {
-        readstat_insert_double_value(writer, handle, variable.numbers[row]);
+        readstat_insert_double_value(writer, handle, number);
       }
     }
     readstat_end_row(writer);

@@ -13,12 +13,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 TEST(CleanText, KeepsValidTextAndReplacesWhatXmlCannotHold) {
   const std::string valid = "T\xC2\xB2 \xE2\x80\x93 \xF0\x9F\x93\x88 tab\tline\n";
   EXPECT_EQ(CleanText(valid), valid);
-  struct Case {
-    std::string input;
-    std::string expected;
-  };
   const std::string fffd = "\xEF\xBF\xBD";
-  const Case cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"a\x01"
        "b\x1F"
        "c\x7F"
@@ -33,13 +29,33 @@ TEST(CleanText, KeepsValidTextAndReplacesWhatXmlCannotHold) {
       {"\xEF\xBF\xBF", fffd},                           // U+FFFF, not a character
       {std::string("nul\0!", 5), "nul !"},
   };
-  for (const Case& one : cases) EXPECT_EQ(CleanText(one.input), one.expected) << one.input;
+  for (const auto& [input, expected] : cases) EXPECT_EQ(CleanText(input), expected) << input;
 }
 
 TEST(ReportName, BlankTitlesGetTheirNumber) {
   EXPECT_EQ(ReportName("Summary", 3), "Summary");
   EXPECT_EQ(ReportName("", 3), "Report 3");
   EXPECT_EQ(ReportName(" \t", 12), "Report 12");
+}
+
+using V = std::vector<double>;
+using Refs = std::vector<std::pair<std::size_t, std::size_t>>;
+
+// Each segment as its line and ends: {line, x0, x1, y0, y1}.
+std::vector<V> Segments(const Graph& graph) {
+  std::vector<V> segments;
+  for (const LimitSegment& s : LimitSegments(graph, PointsExtent(graph))) {
+    segments.push_back({static_cast<double>(s.line), s.x0, s.x1, s.y0, s.y1});
+  }
+  return segments;
+}
+
+// The points beyond the control limits as (series, point).
+Refs Beyond(const Graph& graph) {
+  Refs found;
+  for (const PointRef& point : PointsBeyondControl(graph))
+    found.emplace_back(point.series, point.point);
+  return found;
 }
 
 Graph ScatterWithLines(std::vector<LimitLine> lines) {
@@ -58,51 +74,34 @@ TEST(LimitSegments, ScatterLinesNamedAfterTheXAxisAreUprightAndFormABox) {
                                         {"t2 upper", 2.0, LimitKind::kControl},
                                         {"t2 lower", -2.0, LimitKind::kControl},
                                         {"t10 upper", 9.0, LimitKind::kWarning}});
-  EXPECT_EQ(OrientationOf(graph, graph.lines[0]), LineOrientation::kVertical);
-  EXPECT_EQ(OrientationOf(graph, graph.lines[1]), LineOrientation::kVertical);
-  EXPECT_EQ(OrientationOf(graph, graph.lines[2]), LineOrientation::kHorizontal);
   // "t10" names another axis: the x label must be followed by a blank, a colon or nothing.
-  EXPECT_EQ(OrientationOf(graph, graph.lines[4]), LineOrientation::kHorizontal);
+  std::vector<LineOrientation> orientations;
+  for (const LimitLine& line : graph.lines) orientations.push_back(OrientationOf(graph, line));
+  const auto upright = LineOrientation::kVertical;
+  const auto level = LineOrientation::kHorizontal;
+  EXPECT_EQ(orientations, (std::vector{upright, upright, level, level, level}));
 
-  const auto segments = LimitSegments(graph, PointsExtent(graph));
-  ASSERT_EQ(segments.size(), 5u);
-  // The four control lines are the edges of the box x in [-3, 3], y in [-2, 2].
-  EXPECT_EQ(segments[0].x0, 3.0);
-  EXPECT_EQ(segments[0].x1, 3.0);
-  EXPECT_EQ(segments[0].y0, -2.0);
-  EXPECT_EQ(segments[0].y1, 2.0);
-  EXPECT_EQ(segments[3].y0, -2.0);
-  EXPECT_EQ(segments[3].y1, -2.0);
-  EXPECT_EQ(segments[3].x0, -3.0);
-  EXPECT_EQ(segments[3].x1, 3.0);
-  // A lone warning line has no box of its kind: it spans the points' x range.
-  EXPECT_EQ(segments[4].x0, -1.0);
-  EXPECT_EQ(segments[4].x1, 4.0);
-  EXPECT_EQ(segments[4].y0, 9.0);
+  // The four control lines are the edges of the box x in [-3, 3], y in [-2, 2]; a lone warning
+  // line has no box of its kind and spans the points' x range.
+  EXPECT_EQ(Segments(graph),
+            (std::vector<V>{{0, 3, 3, -2, 2},
+                            {1, -3, -3, -2, 2},
+                            {2, -3, 3, 2, 2},
+                            {3, -3, 3, -2, -2},
+                            {4, -1, 4, 9, 9}}));
 }
 
 TEST(LimitSegments, ControlChartLinesSpanThePointsAndUnplottableLinesAreLeftOut) {
   Graph graph;
   graph.type = GraphType::kControl;
-  graph.x_label = "t1";  // a control chart's lines are horizontal whatever their labels
+  graph.x_label = "t1";  // a control chart's lines are level whatever their labels
   graph.series = {{"T2", {}, {1.0, kNaN, 5.0, kInfinity}, {}}};
   graph.lines = {{"t1 limit", 4.0, LimitKind::kControl}, {"none", kNaN, LimitKind::kWarning}};
-  const PointExtent extent = PointsExtent(graph);
-  EXPECT_EQ(*extent.x.min, 1.0);  // x defaults to the point number
-  EXPECT_EQ(*extent.x.max, 3.0);  // the infinite fourth point is not plotted
-  const auto segments = LimitSegments(graph, extent);
-  ASSERT_EQ(segments.size(), 1u);
-  EXPECT_EQ(segments[0].line, 0u);
-  EXPECT_EQ(segments[0].x0, 1.0);
-  EXPECT_EQ(segments[0].x1, 3.0);
-  EXPECT_EQ(segments[0].y0, 4.0);
-
+  // x defaults to the point number; the infinite fourth point is not plotted.
+  EXPECT_EQ(Segments(graph), (std::vector<V>{{0, 1, 3, 4, 4}}));
   // With no finite point at all the line keeps a unit length.
   graph.series[0].y = {kNaN, -kInfinity};
-  const auto lone = LimitSegments(graph, PointsExtent(graph));
-  ASSERT_EQ(lone.size(), 1u);
-  EXPECT_EQ(lone[0].x0, 0.0);
-  EXPECT_EQ(lone[0].x1, 1.0);
+  EXPECT_EQ(Segments(graph), (std::vector<V>{{0, 0, 1, 4, 4}}));
 }
 
 TEST(PointsBeyondControl, OneLineIsAnUpperLimitTwoBoundBothWays) {
@@ -110,22 +109,12 @@ TEST(PointsBeyondControl, OneLineIsAnUpperLimitTwoBoundBothWays) {
   graph.type = GraphType::kControl;
   graph.series = {{"T2", {}, {1.0, 4.0, 4.5, kNaN, -9.0}, {}}, {"other", {}, {5.0}, {}}};
   graph.lines = {{"control", 4.0, LimitKind::kControl}, {"warning", 2.0, LimitKind::kWarning}};
-  std::vector<std::pair<std::size_t, std::size_t>> found;
-  for (const PointRef& point : PointsBeyondControl(graph)) {
-    found.emplace_back(point.series, point.point);
-  }
   // Strictly above the line; the value on it and the missing one are not marked.
-  EXPECT_EQ(found, (std::vector<std::pair<std::size_t, std::size_t>>{{0, 2}, {1, 0}}));
-
+  EXPECT_EQ(Beyond(graph), (Refs{{0, 2}, {1, 0}}));
   graph.lines.push_back({"lower control", -4.0, LimitKind::kControl});
-  found.clear();
-  for (const PointRef& point : PointsBeyondControl(graph)) {
-    found.emplace_back(point.series, point.point);
-  }
-  EXPECT_EQ(found, (std::vector<std::pair<std::size_t, std::size_t>>{{0, 2}, {0, 4}, {1, 0}}));
-
+  EXPECT_EQ(Beyond(graph), (Refs{{0, 2}, {0, 4}, {1, 0}}));
   graph.lines.clear();
-  EXPECT_TRUE(PointsBeyondControl(graph).empty());
+  EXPECT_TRUE(Beyond(graph).empty());
 }
 
 TEST(PointsBeyondControl, ScatterPointsOutsideTheBoxOnEitherAxis) {
@@ -133,10 +122,8 @@ TEST(PointsBeyondControl, ScatterPointsOutsideTheBoxOnEitherAxis) {
                                         {"t1 lower", -3.0, LimitKind::kControl},
                                         {"t2 upper", 2.0, LimitKind::kControl},
                                         {"t2 lower", -2.0, LimitKind::kControl}});
-  const auto beyond = PointsBeyondControl(graph);
-  ASSERT_EQ(beyond.size(), 2u);
-  EXPECT_EQ(beyond[0].point, 1u);  // x = 4 beyond t1's band
-  EXPECT_EQ(beyond[1].point, 2u);  // y = -3 beyond t2's band
+  // x = 4 beyond t1's band, y = -3 beyond t2's band.
+  EXPECT_EQ(Beyond(graph), (Refs{{0, 1}, {0, 2}}));
 }
 
 }  // namespace

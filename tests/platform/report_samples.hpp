@@ -24,117 +24,95 @@ struct ReportSamples {
   static constexpr std::size_t kMissingCase = 30;
 
   static Spreadsheet Summary() {
-    Spreadsheet sheet;
-    sheet.title = "Summary <b>&amp; \"R\xC2\xB2\" it's [a]:b*c?d/e\\f";
-    sheet.subtitles = {"Number of components is 2", "<script>alert(1)</script>"};
-    sheet.footnotes = {"S: significant & kept"};
-    sheet.row_header = "Comp.";
-    sheet.columns = {"R\xC2\xB2X", "Eigenvalue", "Significance", "Blank"};
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    sheet.rows = {{"1", {0.5, 12.25, std::string("S"), std::monostate{}}},
-                  {"2", {0.25, 3.5, std::string("<NS>"), nan}}};
-    sheet.highlights = {{0, 2}, {1, 0}};
-    return sheet;
+    return {"Summary <b>&amp; \"R\xC2\xB2\" it's [a]:b*c?d/e\\f",
+            {"Number of components is 2", "<script>alert(1)</script>"},
+            {"S: significant & kept"},
+            "Comp.",
+            {"R\xC2\xB2X", "Eigenvalue", "Significance", "Blank"},
+            {{"1", {0.5, 12.25, std::string("S"), std::monostate{}}},
+             {"2", {0.25, 3.5, std::string("<NS>"), nan}}},
+            {{0, 2}, {1, 0}}};
   }
 
   static Graph ControlChart() {
-    Graph graph;
-    graph.type = GraphType::kControl;
-    graph.title = "Hotelling T\xC2\xB2 Control Chart";
-    graph.subtitles = {"Number of components is 2"};
-    graph.x_label = "Case";
-    graph.y_label = "T\xC2\xB2";
-    GraphSeries series;
-    series.name = "T\xC2\xB2";
-    const std::vector<std::size_t> beyond = BeyondCases();
+    GraphSeries series{"T\xC2\xB2", {}, {}, {}};
     for (std::size_t point = 0; point < kControlPoints; ++point) {
-      series.x.push_back(static_cast<double>(point + 1));
       double value = 2.0 + 1.5 * std::sin(0.7 * static_cast<double>(point)) + 1.5;
-      for (const std::size_t case_index : beyond) {
-        if (point == case_index) value = kControlLine + 1.0 + static_cast<double>(point) / 10.0;
+      for (const std::size_t beyond : BeyondCases()) {
+        if (point == beyond) value = kControlLine + 1.0 + static_cast<double>(point) / 10.0;
       }
       if (point == kMissingCase) value = std::numeric_limits<double>::quiet_NaN();
+      series.x.push_back(static_cast<double>(point + 1));
       series.y.push_back(value);
       series.labels.push_back("case <" + std::to_string(point + 1) + ">");
     }
-    graph.series = {series};
-    graph.lines = {
-        {"Critical value = 12.5000 (99.00% Control limit)", kControlLine, LimitKind::kControl},
-        {"Critical value = 8.2500 (95.00% Warning limit)", kWarningLine, LimitKind::kWarning}};
-    return graph;
+    return {
+        GraphType::kControl,
+        "Hotelling T\xC2\xB2 Control Chart",
+        {"Number of components is 2"},
+        "Case",
+        "T\xC2\xB2",
+        {series},
+        {{"Critical value = 12.5000 (99.00% Control limit)", kControlLine, LimitKind::kControl},
+         {"Critical value = 8.2500 (95.00% Warning limit)", kWarningLine, LimitKind::kWarning}}};
   }
 
   static Graph ScoreScatter() {
-    Graph graph;
-    graph.type = GraphType::kScatter;
-    graph.title = "Score scatterplot (t1 vs. t2)";
-    graph.x_label = "t1";
-    graph.y_label = "t2";
-    GraphSeries series;
-    series.name = "t1 vs. t2";
+    GraphSeries series{"t1 vs. t2", {}, {}, {}};
     for (int point = 0; point < 40; ++point) {
       series.x.push_back(2.0 * std::cos(point * 0.9) * (point == 7 ? 2.5 : 1.0));
       series.y.push_back(1.5 * std::sin(point * 1.3));
       series.labels.push_back(std::to_string(point + 1));
     }
-    graph.series = {series};
-    graph.lines = {{"t1 upper control limit", 3.0, LimitKind::kControl},
-                   {"t1 lower control limit", -3.0, LimitKind::kControl},
-                   {"t2 upper control limit", 2.5, LimitKind::kControl},
-                   {"t2 lower control limit", -2.5, LimitKind::kControl},
-                   {"t1 upper warning limit", 2.0, LimitKind::kWarning},
-                   {"t1 lower warning limit", -2.0, LimitKind::kWarning},
-                   {"t2 upper warning limit", 1.75, LimitKind::kWarning},
-                   {"t2 lower warning limit", -1.75, LimitKind::kWarning}};
-    return graph;
+    return {GraphType::kScatter,
+            "Score scatterplot (t1 vs. t2)",
+            {},
+            "t1",
+            "t2",
+            {series},
+            {{"t1 upper control limit", 3.0, LimitKind::kControl},
+             {"t1 lower control limit", -3.0, LimitKind::kControl},
+             {"t2 upper control limit", 2.5, LimitKind::kControl},
+             {"t2 lower control limit", -2.5, LimitKind::kControl},
+             {"t1 upper warning limit", 2.0, LimitKind::kWarning},
+             {"t1 lower warning limit", -2.0, LimitKind::kWarning},
+             {"t2 upper warning limit", 1.75, LimitKind::kWarning},
+             {"t2 lower warning limit", -1.75, LimitKind::kWarning}}};
   }
 
   static Graph Bars() {
-    Graph graph;
-    graph.type = GraphType::kBar;
-    graph.title = "Contribution plot";
-    graph.x_label = "Variable";
-    graph.y_label = "Contribution";
-    GraphSeries series;
-    series.name = "Contribution";
-    const std::vector<double> values = {0.5, -1.25, 2.0, 0.75, -0.25};
-    for (std::size_t index = 0; index < values.size(); ++index) {
-      series.x.push_back(static_cast<double>(index + 1));
-      series.y.push_back(values[index]);
-      series.labels.push_back("x" + std::to_string(index + 1));
-    }
-    graph.series = {series};
-    return graph;
+    return {GraphType::kBar,
+            "Contribution plot",
+            {},
+            "Variable",
+            "Contribution",
+            {{"Contribution",
+              {1, 2, 3, 4, 5},
+              {0.5, -1.25, 2.0, 0.75, -0.25},
+              {"x1", "x2", "x3", "x4", "x5"}}},
+            {}};
   }
 
-  static Spreadsheet NoRows() {
-    Spreadsheet sheet;
-    sheet.title = "Removed cases";
-    sheet.row_header = "Case";
-    sheet.columns = {"Cause"};
-    return sheet;
-  }
+  static Spreadsheet NoRows() { return {"Removed cases", {}, {}, "Case", {"Cause"}, {}, {}}; }
 
+  // No title either, and no finite value or line.
   static Graph NothingToPlot() {
-    Graph graph;
-    graph.type = GraphType::kLine;
-    graph.title = "";  // no title either
-    graph.x_label = "Case";
-    graph.y_label = "SPE";
     const double inf = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    graph.series = {{"SPE", {1, 2, 3}, {nan, inf, -inf}, {}}};
-    graph.lines = {{"Critical value", nan, LimitKind::kControl}};
-    return graph;
+    return {GraphType::kLine,
+            "",
+            {},
+            "Case",
+            "SPE",
+            {{"SPE", {1, 2, 3}, {nan, inf, -inf}, {}}},
+            {{"Critical value", nan, LimitKind::kControl}}};
   }
 
   static TextReport Document() { return {"model.pmml", "<PMML version=\"4.2\">\n</PMML>\n"}; }
 
   static Spreadsheet LongTable() {
-    Spreadsheet sheet;
-    sheet.title = "Score spreadsheet";
-    sheet.row_header = "Case";
-    sheet.columns = {"t1"};
+    Spreadsheet sheet{"Score spreadsheet", {}, {}, "Case", {"t1"}, {}, {}};
     for (std::size_t row = 0; row < kLongTableRows; ++row) {
       sheet.rows.push_back({std::to_string(row + 1), {static_cast<double>(row) * 0.5}});
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -32,12 +33,13 @@ class TempFolder {
     return File(name);
   }
 
-  /// Names of the entries of the folder, to see that no temporary file was left behind.
+  /// Names of the entries of the folder in order, to see that no temporary file was left behind.
   std::vector<std::string> Entries(const std::string& subfolder = "") const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_ / subfolder)) {
       names.push_back(entry.path().filename().string());
     }
+    std::sort(names.begin(), names.end());
     return names;
   }
 
