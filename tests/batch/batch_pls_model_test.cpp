@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "batch/batch_test_support.hpp"
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "pca/pca_test_support.hpp"
@@ -19,7 +20,6 @@ namespace {
 constexpr std::size_t kBatches = 12;
 constexpr std::size_t kTimes = 5;
 constexpr std::size_t kVariables = 3;
-constexpr double kClose = 1e-9;
 
 // The long table of an unfolded matrix (see WriteLongTable) with the marked quality and its
 // "grade": 2 for a batch of positive quality, else 1. Returns the qualities.
@@ -138,16 +138,7 @@ TEST_F(TimeWisePLSTest, ACategoricalDependentMakesAClassificationPerSlot) {
 
 TEST_F(TimeWisePLSTest, TrajectoriesRebuildTheDataFromTheFit) {
   Fit();
-  for (std::size_t j = 0; j < kVariables; ++j) {
-    const DMatrix values = model_.TrajectoryValues(j);
-    ASSERT_EQ(values.rows(), kBatches);
-    ASSERT_EQ(values.cols(), kTimes);
-    for (std::size_t i = 0; i < kBatches; ++i) {
-      for (std::size_t k = 0; k < kTimes; ++k) {
-        EXPECT_NEAR(values(i, k), unfolded_(i, k * kVariables + j), kClose);
-      }
-    }
-  }
+  testing::ExpectTrajectoriesRebuildTheData(model_, unfolded_, kVariables);
 }
 
 TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
@@ -155,13 +146,10 @@ TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
   ASSERT_TRUE(model_.IsFitted());
   // The second batch carries two marked cases, the others one.
   FakeDataTable table;
-  table.AddVariable("batch", {1, 1, 2, 2, 3, 3, 4, 4});
-  table.AddVariable("time", {1, 2, 1, 2, 1, 2, 1, 2});
-  table.AddVariable("x1", {1, 2, 3, 4, 5, 6, 7, 9});
-  table.AddVariable("x2", {2, 1, 4, 3, 6, 2, 1, 1});
-  table.AddVariable("x3", {1, 1, 2, 3, 5, 4, 4, 2});
-  table.AddVariable("mark", {0, 1, 1, 1, 0, 1, 0, 1});
-  table.AddVariable("quality", {0, 1, 2, 2, 3, 3, 4, 5});
+  testing::AddColumns(table,
+                      "batch time x1 x2 x3 mark quality",
+                      "1 1 1 2 1 0 0; 1 2 2 1 1 1 1; 2 1 3 4 2 1 2; 2 2 4 3 3 1 2;"
+                      "3 1 5 6 5 0 3; 3 2 6 2 4 1 3; 4 1 7 1 4 0 4; 4 2 9 1 2 1 5");
   analysis_.SetInputTable(&table);
   EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kMultipleDependentValues);
   EXPECT_FALSE(model_.IsFitted());
@@ -223,19 +211,15 @@ TEST_F(BatchWisePLSTest, ScreenedRowsThatLeaveOneTimeStopForItsVariance) {
   // Every case after the first time has only x1: with automatic removal those observations go,
   // and the time that remains is constant.
   FakeDataTable table;
-  std::vector<double> batch, time, x1, x2;
+  std::string rows;
   for (int i = 0; i < 6; ++i) {
     for (int k = 0; k < 3; ++k) {
-      batch.push_back(i);
-      time.push_back(k);
-      x1.push_back(i * 0.5 + k + (i % 3));
-      x2.push_back(k == 0 ? i * i * 0.1 : kMissingValue);
+      rows += std::to_string(i) + " " + std::to_string(k) + " " +
+              std::to_string(i * 0.5 + k + (i % 3)) + " " +
+              (k == 0 ? std::to_string(i * i * 0.1) : ".") + ";";
     }
   }
-  table.AddVariable("batch", batch);
-  table.AddVariable("time", time);
-  table.AddVariable("x1", x1);
-  table.AddVariable("x2", x2);
+  testing::AddColumns(table, "batch time x1 x2", rows);
   analysis_.SetInputTable(&table);
   options_.variables = {"x1", "x2"};
   options_.auto_remove_cases = true;
