@@ -2,8 +2,6 @@
 
 // Data makers and references shared by the PLS tests.
 
-#include <omp.h>
-
 #include <cstdint>
 #include <random>
 #include <stdexcept>
@@ -119,18 +117,14 @@ inline DMatrix LeastSquares(const DMatrix& x, const DMatrix& y) {
   return coefficients;
 }
 
-/// Restores the thread count a test changed.
-class ThreadCount {
- public:
-  explicit ThreadCount(int threads) : saved_(omp_get_max_threads()) {
-    omp_set_num_threads(threads);
+/// Least squares with an intercept: row 0 of the result is the intercept, row j + 1 the
+/// coefficient of column j.
+inline DMatrix LeastSquaresWithIntercept(const DMatrix& x, const DMatrix& y) {
+  DMatrix with_ones(x.rows(), x.cols() + 1, 1.0);
+  for (std::size_t i = 0; i < x.rows(); ++i) {
+    for (std::size_t j = 0; j < x.cols(); ++j) with_ones(i, j + 1) = x(i, j);
   }
-  ~ThreadCount() { omp_set_num_threads(saved_); }
-  ThreadCount(const ThreadCount&) = delete;
-  ThreadCount& operator=(const ThreadCount&) = delete;
-
- private:
-  int saved_;
-};
+  return LeastSquares(with_ones, y);
+}
 
 }  // namespace mspc::testing
