@@ -116,6 +116,17 @@ inline double SumOfSquares(const DMatrix& x) {
   return sum;
 }
 
+/// Whether two matrices hold the same cells, a missing cell matching a missing one.
+inline bool SameCells(const DMatrix& a, const DMatrix& b) {
+  if (a.rows() != b.rows() || a.cols() != b.cols()) return false;
+  for (std::size_t k = 0; k < a.rows() * a.cols(); ++k) {
+    const double x = a.data()[k];
+    const double y = b.data()[k];
+    if (x != y && !(IsMissing(x) && IsMissing(y))) return false;
+  }
+  return true;
+}
+
 /// Restores the thread count a test changed.
 class ThreadCount {
  public:

@@ -22,6 +22,7 @@ using testing::LinearResponse;
 using testing::ManufacturedData;
 using testing::NormalMatrix;
 using testing::RecordingProgress;
+using testing::SameCells;
 using testing::StandardisedPLS;
 using testing::StoreComponents;
 using testing::SumOfSquares;
@@ -258,12 +259,9 @@ TEST(PLSFitModes, CrossValidationStoresTheFirstRejectedComponentAndStops) {
     EXPECT_TRUE(std::isfinite(nodes[k].q2)) << k;
   }
   EXPECT_TRUE(!IsAccepted(nodes.back().status) || stored == engine.AutoFitLimit());
-  EXPECT_EQ(
-      engine.DegreesOfFreedom(), engine.InitialDegreesOfFreedom() - [&] {
-        std::int64_t cost = 0;
-        for (int k = 1; k <= stored; ++k) cost += engine.ComponentCost(k);
-        return cost;
-      }());
+  std::int64_t cost = 0;
+  for (int k = 1; k <= stored; ++k) cost += engine.ComponentCost(k);
+  EXPECT_EQ(engine.DegreesOfFreedom(), engine.InitialDegreesOfFreedom() - cost);
 }
 
 TEST(PLSFitModes, FixedNumberStopsAtTheNumberOrAtKauto) {
@@ -322,7 +320,7 @@ TEST(PLSFitModes, AddNextComponentRespectsTheDegreesOfFreedom) {
   EXPECT_EQ(engine.AddNextComponent(), MessageId::kDegreesOfFreedomNotEnough);
   EXPECT_EQ(engine.ComponentCount(), 2);
   EXPECT_EQ(engine.DegreesOfFreedom(), dof);
-  EXPECT_EQ(SumOfSquares(engine.XResiduals()), SumOfSquares(residuals));
+  EXPECT_TRUE(SameCells(engine.XResiduals(), residuals));
 
   EXPECT_TRUE(engine.CanAcceptAnotherComponent());
   StoreComponents(engine, 1);
@@ -354,17 +352,8 @@ TEST(PLSFitModes, RemovingComponentsRestoresTheWorkingMatrices) {
   engine.RemoveLastComponent();
   EXPECT_EQ(engine.ComponentCount(), 2);
   EXPECT_EQ(engine.DegreesOfFreedom(), dof_two);
-  for (std::size_t i = 0; i < engine.Rows(); ++i) {
-    for (std::size_t j = 0; j < engine.XCols(); ++j) {
-      const double expected = x_two(i, j);
-      if (IsMissing(expected)) {
-        EXPECT_TRUE(IsMissing(engine.XResiduals()(i, j)));
-      } else {
-        ASSERT_EQ(engine.XResiduals()(i, j), expected) << i << "," << j;
-      }
-    }
-    ASSERT_EQ(engine.YResiduals()(i, 0), y_two(i, 0)) << i;
-  }
+  EXPECT_TRUE(SameCells(engine.XResiduals(), x_two));
+  EXPECT_TRUE(SameCells(engine.YResiduals(), y_two));
 
   engine.RemoveAllComponents();
   EXPECT_EQ(engine.ComponentCount(), 0);
@@ -522,8 +511,8 @@ TEST(PLSFitModes, AutoFitOnCrossProductsMatchesStoringOneByOne) {
   PLSEngine fixed = StandardisedPLS(data.x, data.y, options);
   ASSERT_EQ(fixed.AutoFit(), 3);
   expect_same(fixed, 3);
-  EXPECT_EQ(SumOfSquares(fixed.XResiduals()), SumOfSquares(reference.XResiduals()));
-  EXPECT_EQ(SumOfSquares(fixed.YResiduals()), SumOfSquares(reference.YResiduals()));
+  EXPECT_TRUE(SameCells(fixed.XResiduals(), reference.XResiduals()));
+  EXPECT_TRUE(SameCells(fixed.YResiduals(), reference.YResiduals()));
   EXPECT_EQ(fixed.LastCandidate().component, 4);
   EXPECT_EQ(fixed.LastCandidate().remaining_ss_y, fourth.remaining_ss_y);
 
