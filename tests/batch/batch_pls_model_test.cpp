@@ -10,6 +10,7 @@
 #include "batch/mpls_model.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
+#include "pls/pls_test_support.hpp"
 #include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
@@ -17,75 +18,43 @@
 namespace mspc {
 namespace {
 
-constexpr std::size_t kBatches = 12;
-constexpr std::size_t kTimes = 5;
-constexpr std::size_t kVariables = 3;
+using testing::kBatches;
+using testing::kTimes;
+using testing::kVariables;
 
-// The long table of an unfolded matrix (see WriteLongTable) with the marked quality and its
-// "grade": 2 for a batch of positive quality, else 1. Returns the qualities.
-std::vector<double> WriteQualityTable(const DMatrix& unfolded, FakeDataTable& table) {
-  testing::WriteLongTable(unfolded, kVariables, table);
-  const std::vector<double> quality = testing::AddMarkedQuality(unfolded, kTimes, table);
-  std::vector<double> grade;
-  testing::ForEachCase(
-      kBatches, kTimes, testing::LongTableLayout(), [&](std::size_t i, std::size_t) {
-        grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
-      });
-  table.AddVariable("grade", grade);
-  return quality;
-}
-
-// A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics.
-PLSEngine ReferenceFit(const DMatrix& x, const DMatrix& y, int components) {
-  const testing::ColumnStatistics x_stats = testing::ComputeColumnStatistics(x);
-  const testing::ColumnStatistics y_stats = testing::ComputeColumnStatistics(y);
-  PLSFitOptions options;
-  options.mode = PLSFitMode::kFixedNumber;
-  options.num_components = components;
-  options.cross_validation = false;
+// A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics, whose
+// X scores the model's must match.
+void ExpectTheScoresOf(const PLSEngine& fitted, const DMatrix& x, const DMatrix& y) {
+  PLSFitOptions options = testing::TightOptions();
+  options.num_components = 2;
   options.convergence = 1e-14;
-  options.max_iterations = 1000;
-  PLSEngine engine(options);
-  engine.CenterAndScale(x, y, {x_stats.mean, x_stats.sd}, {y_stats.mean, y_stats.sd});
-  engine.AutoFit();
-  return engine;
-}
-
-void ExpectSameScores(const PLSEngine& fitted, const PLSEngine& reference) {
-  ASSERT_EQ(fitted.ComponentCount(), reference.ComponentCount());
+  PLSEngine reference = testing::StandardisedPLS(x, y, options);
+  ASSERT_EQ(reference.AutoFit(), fitted.ComponentCount());
   const DMatrix t = fitted.XScores();
   const DMatrix t_reference = reference.XScores();
-  ASSERT_EQ(t.rows(), t_reference.rows());
-  for (std::size_t row = 0; row < t.rows(); ++row) {
-    for (std::size_t a = 0; a < t.cols(); ++a) EXPECT_NEAR(t(row, a), t_reference(row, a), 1e-8);
-  }
+  ASSERT_EQ(t.rows() * t.cols(), t_reference.rows() * t_reference.cols());
+  const std::size_t size = t.rows() * t.cols();
+  EXPECT_LT(testing::MaxDifference({t.data(), size}, {t_reference.data(), size}), 1e-8);
 }
 
-class TimeWisePLSTest : public ::testing::Test {
+// The quality of each batch marked at its last time, and its "grade": 2 for a batch of positive
+// quality, else 1.
+class TimeWisePLSTest : public testing::BatchModelTest<CMPLSModel> {
  protected:
-  TimeWisePLSTest()
-      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 17)) {
-    quality_ = WriteQualityTable(unfolded_, table_);
-    analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = testing::BatchOptions();
+  TimeWisePLSTest() : BatchModelTest(17) {
+    quality_ = testing::AddMarkedQuality(unfolded_, kTimes, table_);
+    std::vector<double> grade;
+    testing::ForEachCase(
+        kBatches, kTimes, testing::LongTableLayout(), [&](std::size_t i, std::size_t) {
+          grade.push_back(quality_[i] > 0.0 ? 2.0 : 1.0);
+        });
+    table_.AddVariable("grade", grade);
     options_.predictor_variables = {"x1", "x2", "x3"};
     options_.dependent_variables = {"quality"};
     options_.dependent_identifier = "mark";
-    options_.dependent_identifier_code = 1.0;
   }
 
-  void Fit() {
-    model_.ApplyOptions(options_);
-    model_.Run(options_);
-  }
-
-  DMatrix unfolded_;
   std::vector<double> quality_;
-  FakeDataTable table_;
-  RecordingHost host_;
-  CAnalysisSupport analysis_;
-  StartupOptions options_;
-  CMPLSModel model_{&analysis_};
 };
 
 TEST_F(TimeWisePLSTest, FitEqualsAPLSOfTheBlocksUnfoldedByHand) {
@@ -94,8 +63,8 @@ TEST_F(TimeWisePLSTest, FitEqualsAPLSOfTheBlocksUnfoldedByHand) {
   EXPECT_EQ(model_.predictors().column_names[4], "x2 {20}");
   EXPECT_EQ(model_.dependents().column_names, std::vector<std::string>{"quality {1}"});
   DMatrix y(kBatches, 1);
-  for (std::size_t i = 0; i < kBatches; ++i) y(i, 0) = quality_[i];
-  ExpectSameScores(model_.engine(), ReferenceFit(unfolded_, y, 2));
+  std::copy(quality_.begin(), quality_.end(), y.data());
+  ExpectTheScoresOf(model_.engine(), unfolded_, y);
   // The batch rows are labelled by their codes, in code order.
   EXPECT_EQ(model_.predictors().case_names.front(), "100");
 }
@@ -156,27 +125,10 @@ TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
   EXPECT_EQ(model_.batch_data().num_batches, 0u);
 }
 
-class BatchWisePLSTest : public ::testing::Test {
+class BatchWisePLSTest : public testing::BatchModelTest<CBMPLSModel> {
  protected:
-  BatchWisePLSTest()
-      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 5)) {
-    WriteQualityTable(unfolded_, table_);
-    analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = testing::BatchOptions();
-    options_.variables = {"x1", "x2", "x3"};
-  }
+  BatchWisePLSTest() : BatchModelTest(5) { options_.variables = {"x1", "x2", "x3"}; }
 
-  void Fit() {
-    model_.ApplyOptions(options_);
-    model_.Run(options_);
-  }
-
-  DMatrix unfolded_;
-  FakeDataTable table_;
-  RecordingHost host_;
-  CAnalysisSupport analysis_;
-  StartupOptions options_;
-  CBMPLSModel model_{&analysis_};
   platform::BoostProbability probability_;
 };
 
@@ -199,7 +151,7 @@ TEST_F(BatchWisePLSTest, EveryBatchAndTimeIsAnObservationWhoseDependentIsTheTime
     EXPECT_NEAR(model_.predictors().mean[j], stats.mean[j], 1e-12);
     EXPECT_NEAR(model_.predictors().scale[j], stats.sd[j], 1e-12);
   }
-  ExpectSameScores(model_.engine(), ReferenceFit(x, y, 2));
+  ExpectTheScoresOf(model_.engine(), x, y);
   EXPECT_EQ(model_.predictors().case_names[kTimes + 1], "101 {20}");
 
   // Variable trajectories are the data as read, batches × times.

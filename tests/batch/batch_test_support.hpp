@@ -4,13 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "frame/analysis_support.hpp"
 #include "models/dmatrix.hpp"
 #include "models/missing.hpp"
+#include "pca/pca_test_support.hpp"
+#include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
+#include "support/recording_host.hpp"
 
 namespace mspc::testing {
 
@@ -34,6 +39,34 @@ inline void AddColumns(FakeDataTable& table, const std::string& names, const std
     if (columns[c] != "-") table.AddVariable(columns[c], values[c]);
   }
 }
+
+constexpr std::size_t kBatches = 12;
+constexpr std::size_t kTimes = 5;
+constexpr std::size_t kVariables = 3;
+
+/// A batch model of `Model` on the long table of `unfolded_` (kBatches × (kTimes, kVariables),
+/// two components and noise), run as a script runs it with the batch options.
+template <typename Model>
+class BatchModelTest : public ::testing::Test {
+ protected:
+  explicit BatchModelTest(std::uint64_t seed)
+      : unfolded_(ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, seed)) {
+    WriteLongTable(unfolded_, kVariables, table_);
+    analysis_.InitCommons(host_.Services(&table_, true));
+  }
+
+  void Fit() {
+    model_.ApplyOptions(options_);
+    model_.Run(options_);
+  }
+
+  DMatrix unfolded_;
+  FakeDataTable table_;
+  RecordingHost host_;
+  CAnalysisSupport analysis_;
+  StartupOptions options_ = BatchOptions();
+  Model model_{&analysis_};
+};
 
 /// The trajectories of every variable rebuilt from a batch model's fit give `unfolded` back.
 template <typename Model>

@@ -17,30 +17,13 @@
 namespace mspc {
 namespace {
 
-constexpr std::size_t kBatches = 12;
-constexpr std::size_t kTimes = 5;
-constexpr std::size_t kVariables = 3;
+using testing::kBatches;
+using testing::kTimes;
+using testing::kVariables;
 
-class TimeWisePCATest : public ::testing::Test {
+class TimeWisePCATest : public testing::BatchModelTest<CMPCAModel> {
  protected:
-  TimeWisePCATest()
-      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 29)) {
-    testing::WriteLongTable(unfolded_, kVariables, table_);
-    analysis_.InitCommons(host_.Services(&table_, true));
-    options_.variables = {"x1", "x2", "x3"};
-  }
-
-  void Fit() {
-    model_.ApplyOptions(options_);
-    model_.Run(options_);
-  }
-
-  DMatrix unfolded_;
-  FakeDataTable table_;
-  RecordingHost host_;
-  CAnalysisSupport analysis_;
-  StartupOptions options_ = testing::BatchOptions();
-  CMPCAModel model_{&analysis_};
+  TimeWisePCATest() : BatchModelTest(29) { options_.variables = {"x1", "x2", "x3"}; }
 };
 
 // The engine gets the hand-unfolded matrix, centred and scaled by its two-pass statistics; that
