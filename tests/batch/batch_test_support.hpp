@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "frame/analysis_support.hpp"
+#include "host/errors.hpp"
 #include "models/dmatrix.hpp"
 #include "models/missing.hpp"
 #include "pca/pca_test_support.hpp"
@@ -18,6 +20,17 @@
 #include "support/recording_host.hpp"
 
 namespace mspc::testing {
+
+/// The stop a call ends with, or nothing when it returns.
+template <typename Call>
+std::optional<AnalysisStop> StopFrom(Call&& call) {
+  try {
+    call();
+  } catch (const AnalysisStop& stop) {
+    return stop;
+  }
+  return std::nullopt;
+}
 
 /// Add the variables named in `names` (blank-separated; "-" skips a column) from `rows`: cells
 /// separated by blanks, rows by ';', "." for an empty cell.

@@ -19,6 +19,7 @@ namespace mspc {
 namespace {
 
 using testing::AddColumns;
+using testing::StopFrom;
 
 const double kNaN = kMissingValue;
 const std::string kCases = "batch time x1 x2";
@@ -53,15 +54,9 @@ struct Unfolder {
     return PrepareBatchData(analysis_, request_);
   }
 
-  // The stop the preparation ends with; fails the test when it succeeds.
+  // The stop the preparation ends with; throws (failing the test) when it succeeds.
   AnalysisStop StopOf() {
-    try {
-      Prepare();
-    } catch (const AnalysisStop& stop) {
-      return stop;
-    }
-    ADD_FAILURE() << "the preparation was expected to stop";
-    return AnalysisStop(MessageId::kAnalysisName, "");
+    return StopFrom([&] { Prepare(); }).value();
   }
 
   FakeDataTable table_;
@@ -582,16 +577,15 @@ TEST_F(RawDataTest, ScreeningStopsTakeTheRawWordingToo) {
   automation_ = true;
   BatchData data = Prepare();
   RemovalNotes notes;
-  try {
-    ScreenBatchBlock(analysis_, {}, ScreeningKind::kPCA, notes, data, data.predictors);
-    FAIL() << "the constant column must stop the screen";
-  } catch (const AnalysisStop& stop) {
-    EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
-    EXPECT_EQ(stop.text(),
-              "The Data-in-raw-form option was set, and after data pre-processing, variable x2 "
-              "{3} has no variance. To perform meaningful analysis, all variables selected must "
-              "have variability.");
-  }
+  const AnalysisStop stop =
+      StopFrom([&] {
+        ScreenBatchBlock(analysis_, {}, ScreeningKind::kPCA, notes, data, data.predictors);
+      }).value();
+  EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
+  EXPECT_EQ(stop.text(),
+            "The Data-in-raw-form option was set, and after data pre-processing, variable x2 {3} "
+            "has no variance. To perform meaningful analysis, all variables selected must have "
+            "variability.");
 }
 
 TEST_F(UnfoldingTest, ScreeningNamesBatchesAndVariablesAtTimes) {
@@ -608,14 +602,7 @@ TEST_F(UnfoldingTest, ScreeningNamesBatchesAndVariablesAtTimes) {
     ScreenBatchBlock(analysis_, options, ScreeningKind::kPCA, notes, copy, copy.predictors);
     return copy;
   };
-  const auto stop_text = [&] {
-    try {
-      screen();
-    } catch (const AnalysisStop& stop) {
-      return stop.text();
-    }
-    return std::string("no stop");
-  };
+  const auto stop_text = [&] { return StopFrom(screen).value().text(); };
   EXPECT_EQ(stop_text(),
             "The number of valid variables selected (1) for batch 20 is fewer than the required "
             "minimum number of valid variables (2). The analysis stops.");
