@@ -11,6 +11,7 @@
 #include "host/probability.hpp"
 #include "models/missing.hpp"
 #include "pca/pca_test_support.hpp"
+#include "support/recording_host.hpp"
 
 namespace mspc {
 namespace {
@@ -119,13 +120,10 @@ TEST(SPEQ, EqualValuesGiveTheirMeanAndNoValueStops) {
       ComputeSPELimits(std::vector<double>{0.0, 0.0}, ChartLimitOptions{}, probability);
   EXPECT_EQ(zero.control_line, 0.0);
   EXPECT_TRUE(probability.probabilities.empty()) << "no quantile of an infinite h is asked for";
-  try {
-    ComputeSPELimits(std::vector<double>{kNaN, kNaN}, ChartLimitOptions{}, probability);
-    FAIL() << "expected a stop";
-  } catch (const AnalysisStop& stop) {
-    EXPECT_EQ(stop.id(), MessageId::kNoValidSampleForChart);
-    EXPECT_EQ(stop.text(), "There are is no valid sample for the quality control chart.");
-  }
+  EXPECT_EQ(StopId([&] {
+              ComputeSPELimits(std::vector<double>{kNaN, kNaN}, ChartLimitOptions{}, probability);
+            }),
+            MessageId::kNoValidSampleForChart);
 }
 
 TEST(ScoreLimits, PValueLimitsAreCentredOnZeroAndDeviationLimitsOnTheMean) {

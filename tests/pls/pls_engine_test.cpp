@@ -393,19 +393,7 @@ struct TwoDependents {
     y(11, 1) = kMissingValue;
   }
   DMatrix x = ManufacturedData(70, 9, {3.0, 2.0, 1.5}, 0.4, 51);
-  DMatrix y = LinearResponse(x,
-                             {{1.0, 0.2},
-                              {0.5, -0.4},
-                              {0.0, 0.3},
-                              {-0.7, 0.1},
-                              {0.2, 0.2},
-                              {0.3, -0.6},
-                              {0.0, 0.0},
-                              {0.1, 0.5},
-                              {-0.2, 0.4}},
-                             {1.0, 2.0},
-                             0.3,
-                             52);
+  DMatrix y = testing::RandomResponse(x, 2, 0.3, 52);
 };
 
 // The folds run in parallel, yet every figure comes out bit for bit the same with 1 and 2

@@ -57,6 +57,15 @@ inline DMatrix LinearResponse(const DMatrix& x,
   return y;
 }
 
+/// Y = X β + noise·N(0, 1) with `m` columns and β drawn from N(0, 1).
+inline DMatrix RandomResponse(const DMatrix& x, std::size_t m, double noise, std::uint64_t seed) {
+  const DMatrix drawn = NormalMatrix(x.cols(), m, seed);
+  std::vector<std::vector<double>> beta(x.cols());
+  for (std::size_t j = 0; j < x.cols(); ++j)
+    beta[j].assign(drawn.Row(j).begin(), drawn.Row(j).end());
+  return LinearResponse(x, beta, std::vector<double>(m, 0.0), noise, seed + 1);
+}
+
 /// An engine holding both blocks centred and scaled to unit standard deviations.
 inline PLSEngine StandardisedPLS(const DMatrix& x,
                                  const DMatrix& y,

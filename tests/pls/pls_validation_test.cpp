@@ -13,7 +13,6 @@
 namespace mspc {
 namespace {
 
-using testing::LinearResponse;
 using testing::ManufacturedData;
 using testing::StandardisedPLS;
 using testing::StoreComponents;
@@ -31,12 +30,7 @@ CPLSNode NodeWith(std::vector<double> w, double explained_ss_y, double cumulativ
 // importances add up to 1 and the squared VIPs average 1; an excluded predictor has none.
 TEST(PLSVariableImportance, ImportancesSumToOneAndSquaredVIPsAverageOne) {
   DMatrix x = ManufacturedData(60, 7, {3.0, 2.0, 1.0}, 0.3, 61);
-  DMatrix y = LinearResponse(
-      x,
-      {{1.0, 0.0}, {0.5, 1.0}, {0.0, 0.3}, {-1.0, 0.2}, {0.2, 0.2}, {0.0, -0.4}, {0.3, 0.0}},
-      {0.0, 0.0},
-      0.4,
-      62);
+  DMatrix y = testing::RandomResponse(x, 2, 0.4, 62);
   x(2, 3) = kMissingValue;
   y(8, 0) = kMissingValue;
   PLSExclusions exclusions;
