@@ -209,16 +209,12 @@ TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
   PCAEngine reference = StandardisedEngine(RankThreeData(8), CrossValidated(1));
   ASSERT_EQ(reference.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
             NodeState::kAccepted);
-  struct Case {
-    int threads;
-    const char* cancel_after_caption;
-  };
   // With one thread the cancel reaches the fits of fold 4 through the shared flag; with two the
   // fits are shared out unpredictably, and the poll at the start of the pass sees it.
-  for (const Case& test_case : {Case{1, "Cross-validation: Model 2, Fold 4"},
-                                Case{2, "Cross-validation: Model 2, Fold 1"}}) {
-    const ThreadCount thread_count(test_case.threads);
-    RecordingProgress cancel(-1, test_case.cancel_after_caption);
+  for (const auto& [threads, caption] : {std::pair{1, "Cross-validation: Model 2, Fold 4"},
+                                         {2, "Cross-validation: Model 2, Fold 1"}}) {
+    const ThreadCount thread_count(threads);
+    RecordingProgress cancel(-1, caption);
     PCAEngine engine = StandardisedEngine(RankThreeData(8), CrossValidated(1));
     engine.SetProgress(&cancel);
     EXPECT_THROW(engine.AutoFit(), UserAbort);

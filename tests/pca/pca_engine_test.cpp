@@ -272,8 +272,7 @@ TEST(PCAEngineExclusion, ExcludedRowsAndVariablesAreLeftOutOfTheFit) {
   }
   PCAEngine full(FixedCount(2));
   full.CenterAndScale(raw, mean, scale, excluded_rows, excluded_variables);
-  PCAEngine small(FixedCount(2));
-  small.CenterAndScale(reduced, stats.mean, stats.sd);
+  PCAEngine small = StandardisedEngine(reduced, FixedCount(2));
   ASSERT_EQ(full.AutoFit(), 2);
   ASSERT_EQ(small.AutoFit(), 2);
   EXPECT_EQ(full.ActiveRows(), 29);
