@@ -189,12 +189,11 @@ TEST(PCAContributionReports, TheObservationIsFoundByNameOrNumberAndItsT2Fraction
   const WorkingData data = DataFor(raw, names);
 
   std::size_t row = 0;
-  EXPECT_FALSE(ResolveObservation(engine, data, "c7", row).has_value());
-  EXPECT_EQ(row, 6u);
-  EXPECT_FALSE(ResolveObservation(engine, data, "9", row).has_value());
-  EXPECT_EQ(row, 3u);  // the name wins over case number 9
-  EXPECT_FALSE(ResolveObservation(engine, data, "11", row).has_value());
-  EXPECT_EQ(row, 10u);
+  // The name "9" wins over case number 9.
+  for (const auto& [text, expected] : {std::pair{"c7", 6u}, {"9", 3u}, {"11", 10u}}) {
+    EXPECT_FALSE(ResolveObservation(engine, data, text, row).has_value()) << text;
+    EXPECT_EQ(row, expected) << text;
+  }
   const auto refusal = ResolveObservation(engine, data, "13", row);
   ASSERT_TRUE(refusal.has_value());
   EXPECT_EQ(refusal->text, "Observation 13 is not a case of the model.");
