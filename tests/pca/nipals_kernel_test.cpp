@@ -16,6 +16,7 @@ namespace mspc {
 namespace {
 
 using testing::ManufacturedData;
+using testing::MaxDifference;
 using testing::StandardisedEngine;
 
 constexpr double kKernelTolerance = 1e-12;
@@ -103,9 +104,7 @@ ReferenceFit ReferenceNIPALS(const ReferenceProblem& problem,
     double norm = 0.0;
     for (double value : fit.p) norm += value * value;
     norm = std::sqrt(norm);
-    if (!IsTolerantZero(norm)) {
-      for (double& value : fit.p) value /= norm;
-    }
+    for (double& value : fit.p) value /= IsTolerantZero(norm) ? 1.0 : norm;
     ReferenceScoreStep(problem, fit.p, fit.t);
     ++fit.iterations;
     double score_ss = 0.0;
@@ -144,12 +143,6 @@ struct Sparse {
   std::vector<bool> excluded_variables;
   PCAEngine engine;
 };
-
-double MaxDifference(const std::vector<double>& a, std::span<const double> b) {
-  double largest = 0.0;
-  for (std::size_t k = 0; k < a.size(); ++k) largest = std::max(largest, std::fabs(a[k] - b[k]));
-  return largest;
-}
 
 // A small table runs the scalar column tails only; 1101 × 61 runs the vector columns (three
 // runs of 16, one of 8, a tail of 5), rows left over from the groups of 4, and the row chunks

@@ -1,10 +1,10 @@
 #include "pca/pca_engine.hpp"
 
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 #include <vector>
 
 #include "host/errors.hpp"
@@ -16,9 +16,14 @@
 namespace mspc {
 namespace {
 
+using testing::Cosine;
+using testing::CrossProduct;
+using testing::Dot;
 using testing::ManufacturedData;
 using testing::RecordingProgress;
+using testing::SignFreeDistance;
 using testing::StandardisedEngine;
+using testing::ThreadCount;
 
 PCAFitOptions FixedCount(int components, double convergence = 1e-10, int max_iterations = 1000) {
   PCAFitOptions options;
@@ -30,48 +35,7 @@ PCAFitOptions FixedCount(int components, double convergence = 1e-10, int max_ite
   return options;
 }
 
-double Dot(std::span<const double> a, std::span<const double> b) {
-  double sum = 0.0;
-  for (std::size_t k = 0; k < a.size(); ++k) sum += a[k] * b[k];
-  return sum;
-}
-
-double Cosine(std::span<const double> a, std::span<const double> b) {
-  return Dot(a, b) / std::sqrt(Dot(a, a) * Dot(b, b));
-}
-
-// Largest difference between a and ±b, with the sign that fits best.
-double SignFreeDistance(std::span<const double> a, std::span<const double> b) {
-  const double sign = Dot(a, b) < 0.0 ? -1.0 : 1.0;
-  double largest = 0.0;
-  for (std::size_t k = 0; k < a.size(); ++k)
-    largest = std::max(largest, std::fabs(a[k] - sign * b[k]));
-  return largest;
-}
-
-// X'X / (N - 1) of a complete matrix: the correlation matrix once the columns are standardised.
-std::vector<double> CrossProduct(const DMatrix& x) {
-  const std::size_t k = x.cols();
-  std::vector<double> product(k * k, 0.0);
-  for (std::size_t i = 0; i < x.rows(); ++i) {
-    for (std::size_t a = 0; a < k; ++a) {
-      for (std::size_t b = 0; b < k; ++b) product[a * k + b] += x(i, a) * x(i, b);
-    }
-  }
-  for (double& value : product) value /= static_cast<double>(x.rows() - 1);
-  return product;
-}
-
-double ResidualSS(const PCAEngine& engine) {
-  double sum = 0.0;
-  const DMatrix residuals = engine.Residuals();
-  for (std::size_t i = 0; i < residuals.rows(); ++i) {
-    for (double value : residuals.Row(i)) {
-      if (!IsMissing(value)) sum += value * value;
-    }
-  }
-  return sum;
-}
+double ResidualSS(const PCAEngine& engine) { return testing::SumOfSquares(engine.Residuals()); }
 
 TEST(PCAEngineEigen, ConvergedComponentsMatchLapackOnCompleteData) {
   const DMatrix raw = ManufacturedData(50, 6, {5.0, 3.0, 2.0, 1.2, 0.7, 0.4}, 0.1, 7);
@@ -179,13 +143,11 @@ TEST(CrossProductKernels, MatchPlainLoopsAndDoNotDependOnTheThreadCount) {
   const DMatrix x = ManufacturedData(6001, 37, {3.0, 2.0}, 0.5, 23);
   const std::vector<double> reference = CrossProduct(x);  // divided by N - 1
   std::vector<double> grams[2];
-  const int saved = omp_get_max_threads();
   for (int threads : {1, 2}) {
-    omp_set_num_threads(threads);
+    const ThreadCount thread_count(threads);
     grams[threads - 1].assign(37 * 37, 0.0);
     kernels::AddGram(x, {}, grams[threads - 1]);
   }
-  omp_set_num_threads(saved);
   EXPECT_EQ(grams[0], grams[1]);
   for (std::size_t k = 0; k < reference.size(); ++k) {
     EXPECT_NEAR(grams[0][k] / 6000.0, reference[k], 1e-12 * (1.0 + std::fabs(reference[k])));
@@ -210,15 +172,13 @@ TEST(PCAEngineMissing, ChunkedPassesDoNotDependOnTheThreadCount) {
   DMatrix raw = ManufacturedData(1100, 64, {4.0, 2.0}, 0.3, 29);
   for (std::size_t k = 0; k < 1100; k += 7) raw(k, (k * 13) % 64) = kMissingValue;
   std::vector<CPCANode> runs[2];
-  const int saved = omp_get_max_threads();
   for (int threads : {1, 2}) {
-    omp_set_num_threads(threads);
+    const ThreadCount thread_count(threads);
     PCAEngine engine = StandardisedEngine(raw, FixedCount(2, 1e-10));
     ASSERT_FALSE(engine.UsesCrossProducts());
     engine.AutoFit();
     runs[threads - 1] = engine.Nodes();
   }
-  omp_set_num_threads(saved);
   for (std::size_t a = 0; a < 2; ++a) {
     EXPECT_EQ(runs[0][a].p, runs[1][a].p) << a;
     EXPECT_EQ(runs[0][a].t, runs[1][a].t) << a;
@@ -312,8 +272,7 @@ TEST(PCAEngineExclusion, ExcludedRowsAndVariablesAreLeftOutOfTheFit) {
   }
   PCAEngine full(FixedCount(2));
   full.CenterAndScale(raw, mean, scale, excluded_rows, excluded_variables);
-  PCAEngine small(FixedCount(2));
-  small.CenterAndScale(reduced, stats.mean, stats.sd);
+  PCAEngine small = StandardisedEngine(reduced, FixedCount(2));
   ASSERT_EQ(full.AutoFit(), 2);
   ASSERT_EQ(small.AutoFit(), 2);
   EXPECT_EQ(full.ActiveRows(), 29);
@@ -334,34 +293,22 @@ TEST(PCAEngineExclusion, ExcludedRowsAndVariablesAreLeftOutOfTheFit) {
 }
 
 TEST(PCAEngineIteration, IterationLimitAndZeroCriterionBoundTheLoop) {
-  // Two nearly equal leading eigenvalues make the iteration converge slowly.
+  // Two nearly equal leading eigenvalues make the iteration converge slowly: the limit wins over
+  // any criterion, a zero criterion runs to the limit, and the previous eigenvalue starts at -1.
   const DMatrix raw = ManufacturedData(30, 5, {2.0, 1.95, 0.5}, 0.1, 4);
-  {
-    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.5, 1));
+  for (const auto& [criterion, limit, iterations] :
+       {std::tuple{0.5, 1, 1}, {0.0, 25, 25}, {0.9, 1000, 2}}) {
+    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, criterion, limit));
     engine.AutoFit();
-    EXPECT_EQ(engine.Nodes()[0].iterations, 1) << "the limit wins over any criterion";
-  }
-  {
-    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.0, 25));
-    engine.AutoFit();
-    EXPECT_EQ(engine.Nodes()[0].iterations, 25);
-  }
-  {
-    PCAEngine engine = StandardisedEngine(raw, FixedCount(1, 0.9, 1000));
-    engine.AutoFit();
-    EXPECT_EQ(engine.Nodes()[0].iterations, 2) << "the previous eigenvalue starts at -1";
+    EXPECT_EQ(engine.Nodes()[0].iterations, iterations) << criterion << " " << limit;
   }
 }
 
 TEST(PCAEngineIteration, EqualColumnSumsOfSquaresStartFromTheEarlierColumn) {
   // Columns 1 and 2 have the same sum of squares and column 0 less; one iteration from column 1
   // gives p proportional to X' x_1.
-  DMatrix x(4, 3);
-  const double values[4][3] = {
-      {0.5, 1.0, 2.0}, {-0.5, -1.0, 0.0}, {0.5, 2.0, -1.0}, {-0.5, -2.0, -1.0}};
-  for (std::size_t i = 0; i < 4; ++i) {
-    for (std::size_t j = 0; j < 3; ++j) x(i, j) = values[i][j];
-  }
+  const DMatrix x =
+      testing::MatrixOf(4, 3, {0.5, 1.0, 2.0, -0.5, -1.0, 0.0, 0.5, 2.0, -1.0, -0.5, -2.0, -1.0});
   PCAEngine engine(FixedCount(1, 0.0, 1));
   engine.LoadScaled(x);
   engine.AutoFit();
@@ -431,11 +378,7 @@ TEST(PCAEngineCancel, CancelKeepsTheComponentsAcceptedBefore) {
   EXPECT_THROW(engine.AutoFit(), UserAbort);
   EXPECT_FALSE(cancel.running) << "the progress bar is taken down";
   ASSERT_EQ(engine.ComponentCount(), 2);
-  for (std::size_t i = 0; i < raw.rows(); ++i) {
-    for (std::size_t j = 0; j < raw.cols(); ++j) {
-      EXPECT_EQ(engine.Residual(i, j), reference.Residual(i, j));
-    }
-  }
+  EXPECT_TRUE(testing::SameCells(engine.Residuals(), reference.Residuals()));
   // The model carries on from where it stopped.
   engine.SetProgress(nullptr);
   EXPECT_EQ(engine.AutoFit(), 2);

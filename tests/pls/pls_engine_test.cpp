@@ -15,33 +15,21 @@
 namespace mspc {
 namespace {
 
+using testing::Dot;
 using testing::LeastSquares;
+using testing::LeastSquaresWithIntercept;
 using testing::LinearResponse;
 using testing::ManufacturedData;
 using testing::NormalMatrix;
 using testing::RecordingProgress;
+using testing::SameCells;
 using testing::StandardisedPLS;
 using testing::StoreComponents;
+using testing::SumOfSquares;
 using testing::ThreadCount;
 using testing::TightOptions;
 
 constexpr double kTight = 1e-9;
-
-double Dot(const std::vector<double>& a, const std::vector<double>& b) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
-}
-
-double ResidualSS(const DMatrix& residuals) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < residuals.rows(); ++i) {
-    for (double value : residuals.Row(i)) {
-      if (!IsMissing(value)) sum += value * value;
-    }
-  }
-  return sum;
-}
 
 // Four correlated predictors of full rank and one dependent with noise.
 struct SingleDependentData {
@@ -76,31 +64,11 @@ TEST(PLSEngine, SingleDependentIdentitiesOnCompleteData) {
   }
 }
 
-// With as many components as X has rank, PLS spans the column space of X and its coefficients
-// are those of ordinary least squares, in scaled units and in the units of the data (where the
-// intercept takes the place of the centring).
-TEST(PLSEngine, FullRankCoefficientsEqualLeastSquares) {
-  const SingleDependentData data;
-  PLSEngine engine = StandardisedPLS(data.x, data.y, TightOptions());
-  StoreComponents(engine, 4);
-  const PLSCoefficients coefficients = ComputePLSCoefficients(engine);
-
-  const DMatrix scaled_reference = LeastSquares(engine.ScaledX(), engine.ScaledY());
-  DMatrix x_with_ones(data.x.rows(), 5, 1.0);
-  for (std::size_t i = 0; i < data.x.rows(); ++i) {
-    for (std::size_t j = 0; j < 4; ++j) x_with_ones(i, j + 1) = data.x(i, j);
-  }
-  const DMatrix data_reference = LeastSquares(x_with_ones, data.y);
-  for (std::size_t j = 0; j < 4; ++j) {
-    EXPECT_NEAR(coefficients.scaled(j, 0), scaled_reference(j, 0), 1e-8) << j;
-    EXPECT_NEAR(coefficients.data(j, 0), data_reference(j + 1, 0), 1e-8) << j;
-  }
-  EXPECT_NEAR(coefficients.intercept[0], data_reference(0, 0), 1e-8);
-}
-
-// Two dependents made exactly from five predictors (means far from 0, scales far from 1) and a
-// little noise: the coefficients in data units and the intercepts come back.
-TEST(PLSEngine, ManufacturedResponseRecoversItsCoefficients) {
+// Two dependents made from five predictors (means far from 0, scales far from 1) and a little
+// noise. With as many components as X has rank, PLS spans the column space of X and its
+// coefficients are those of least squares, in scaled units and in the units of the data (where
+// the intercept takes the place of the centring); they lie near the planted ones.
+TEST(PLSEngine, FullRankCoefficientsAreLeastSquaresAndRecoverThePlantedOnes) {
   DMatrix x = NormalMatrix(300, 5, 21);
   const std::vector<double> x_mean = {100.0, -40.0, 3.0, 0.0, 1e3};
   const std::vector<double> x_scale = {10.0, 0.5, 2.0, 1.0, 30.0};
@@ -115,20 +83,17 @@ TEST(PLSEngine, ManufacturedResponseRecoversItsCoefficients) {
   PLSEngine engine = StandardisedPLS(x, y, TightOptions());
   StoreComponents(engine, 5);
   const PLSCoefficients coefficients = ComputePLSCoefficients(engine);
-  for (std::size_t j = 0; j < 5; ++j) {
-    for (std::size_t k = 0; k < 2; ++k) {
+  const DMatrix scaled_reference = LeastSquares(engine.ScaledX(), engine.ScaledY());
+  const DMatrix reference = LeastSquaresWithIntercept(x, y);
+  for (std::size_t k = 0; k < 2; ++k) {
+    for (std::size_t j = 0; j < 5; ++j) {
+      EXPECT_NEAR(coefficients.scaled(j, k), scaled_reference(j, k), 1e-8) << j << "," << k;
+      EXPECT_NEAR(coefficients.data(j, k), reference(j + 1, k), 1e-8 / x_scale[j]) << j;
       EXPECT_NEAR(coefficients.data(j, k), beta[j][k], 5e-3 / x_scale[j]) << j << "," << k;
     }
+    // The intercepts carry the estimation error of every slope times its mean.
+    EXPECT_NEAR(coefficients.intercept[k], reference(0, k), 1e-6);
   }
-  // The intercepts carry the estimation error of every slope times its mean; they agree with
-  // least squares and lie near the planted values.
-  DMatrix x_with_ones(x.rows(), 6, 1.0);
-  for (std::size_t i = 0; i < x.rows(); ++i) {
-    for (std::size_t j = 0; j < 5; ++j) x_with_ones(i, j + 1) = x(i, j);
-  }
-  const DMatrix reference = LeastSquares(x_with_ones, y);
-  EXPECT_NEAR(coefficients.intercept[0], reference(0, 0), 1e-6);
-  EXPECT_NEAR(coefficients.intercept[1], reference(0, 1), 1e-6);
   EXPECT_NEAR(coefficients.intercept[0], 7.0, 0.3);
   EXPECT_NEAR(coefficients.intercept[1], -3.0, 0.3);
   // With two dependents the inner iteration ran: some component needed more than one pass.
@@ -145,10 +110,10 @@ TEST(PLSEngine, ExplainedAndResidualSumsOfSquaresAddUp) {
   PLSEngine engine = StandardisedPLS(data.x, data.y, TightOptions());
   StoreComponents(engine, 3);
   const CPLSNode& last = engine.Nodes().back();
-  EXPECT_NEAR(last.cumulative_explained_ss_x + ResidualSS(engine.XResiduals()),
+  EXPECT_NEAR(last.cumulative_explained_ss_x + SumOfSquares(engine.XResiduals()),
               engine.TotalSSX(),
               1e-9 * engine.TotalSSX());
-  EXPECT_NEAR(last.cumulative_explained_ss_y + ResidualSS(engine.YResiduals()),
+  EXPECT_NEAR(last.cumulative_explained_ss_y + SumOfSquares(engine.YResiduals()),
               engine.TotalSSY(),
               1e-9 * engine.TotalSSY());
   for (std::size_t k = 1; k < engine.Nodes().size(); ++k) {
@@ -230,62 +195,46 @@ TEST(PLSCrossValidation, FirstComponentPRESSMatchesPlainReference) {
 }
 
 // The verdicts of the test on crafted PRESS sums. Component 2 of a model whose Kauto is 3; the
-// previous component explained 4 of the first Y column and 0 of the second.
-struct TestCase {
-  std::string name;
-  int component;
-  double press_y;               // against a remaining SS Y of 10
-  std::vector<double> press_k;  // per Y column
-  PLSStatus status;
-  bool accepted;
-};
-
+// previous component explained 4 of the first Y column and (within the slack) 0 of the second,
+// whose Q²_k is then 0, which counts as predicting unless the column is excluded; it is excluded
+// in most cases so that the other rules can be reached.
 TEST(PLSComponentTest, StatusFollowsQ2AndTheDependentColumns) {
-  const std::vector<TestCase> cases = {
+  const struct {
+    const char* name;
+    int component;
+    double press_y;               // against a remaining SS Y of 10
+    std::vector<double> press_k;  // per Y column
+    PLSStatus status;
+    bool accepted;
+    std::vector<bool> excluded = {false, true};
+  } cases[] = {
       {"positive Q2", 2, 6.0, {5.0, 1.0}, PLSStatus::kAccepted, true},
       {"zero Q2 falls to the columns", 2, 10.0, {5.0, 5.0}, PLSStatus::kUndecided, false},
       {"a column with Q2_k >= 0", 2, 12.0, {4.0, 8.0}, PLSStatus::kAcceptedBySingleDependent, true},
-      {"negligible Q2, no substantial column",
-       2,
-       10.05,
-       {4.1, 5.95},
-       PLSStatus::kNotSignificant,
-       false},
-      {"negligible Q2, a substantial column", 2, 10.05, {4.2, 5.85}, PLSStatus::kUndecided, false},
+      {"negligible Q2 only", 2, 10.05, {4.1, 5.95}, PLSStatus::kNotSignificant, false},
+      {"negligible Q2, a strong column", 2, 10.05, {4.2, 5.85}, PLSStatus::kUndecided, false},
       {"clearly negative Q2", 2, 15.0, {5.0, 10.0}, PLSStatus::kUndecided, false},
       {"beyond Kauto with a positive Q2", 4, 6.0, {2.0, 4.0}, PLSStatus::kBeyondAutoFitLimit, true},
       {"beyond Kauto otherwise", 4, 15.0, {4.0, 11.0}, PLSStatus::kBeyondAutoFitLimit, false},
+      {"nothing to predict", 2, 15.0, {5.0, 10.0}, PLSStatus::kAcceptedBySingleDependent, true, {}},
   };
   CPLSNode previous;
   previous.component = 1;
   previous.q2_cumulative = 0.5;
-  // The second column's reference is zero within the slack.
   previous.explained_ss_y_per_column = {4.0, 10 * std::numeric_limits<double>::denorm_min()};
   const std::vector<double> totals = {20.0, 20.0};
-  // The second column's reference SS is zero: its Q²_k is 0, which counts as predicting. Give
-  // it an exclusion here so that the other rules can be reached.
-  const std::vector<bool> excluded = {false, true};
-  for (const TestCase& test_case : cases) {
+  for (const auto& test_case : cases) {
     CPLSNode node;
     node.component = test_case.component;
     node.remaining_ss_y = 10.0;
     node.press_y = test_case.press_y;
     node.press_y_per_column = test_case.press_k;
-    const bool accepted = TestPLSComponent(node, &previous, totals, excluded, 3);
+    const bool accepted = TestPLSComponent(node, &previous, totals, test_case.excluded, 3);
     EXPECT_EQ(node.status, test_case.status) << test_case.name;
     EXPECT_EQ(accepted, test_case.accepted) << test_case.name;
     EXPECT_DOUBLE_EQ(node.q2, 1.0 - test_case.press_y / 10.0) << test_case.name;
     EXPECT_DOUBLE_EQ(node.q2_cumulative, 1.0 - 0.5 * test_case.press_y / 10.0) << test_case.name;
   }
-
-  // Without the exclusion the column with nothing to predict counts as predicting.
-  CPLSNode node;
-  node.component = 2;
-  node.remaining_ss_y = 10.0;
-  node.press_y = 15.0;
-  node.press_y_per_column = {5.0, 10.0};
-  EXPECT_TRUE(TestPLSComponent(node, &previous, totals, {}, 3));
-  EXPECT_EQ(node.status, PLSStatus::kAcceptedBySingleDependent);
 }
 
 // Data with several components' worth of structure for the fit modes.
@@ -310,12 +259,9 @@ TEST(PLSFitModes, CrossValidationStoresTheFirstRejectedComponentAndStops) {
     EXPECT_TRUE(std::isfinite(nodes[k].q2)) << k;
   }
   EXPECT_TRUE(!IsAccepted(nodes.back().status) || stored == engine.AutoFitLimit());
-  EXPECT_EQ(
-      engine.DegreesOfFreedom(), engine.InitialDegreesOfFreedom() - [&] {
-        std::int64_t cost = 0;
-        for (int k = 1; k <= stored; ++k) cost += engine.ComponentCost(k);
-        return cost;
-      }());
+  std::int64_t cost = 0;
+  for (int k = 1; k <= stored; ++k) cost += engine.ComponentCost(k);
+  EXPECT_EQ(engine.DegreesOfFreedom(), engine.InitialDegreesOfFreedom() - cost);
 }
 
 TEST(PLSFitModes, FixedNumberStopsAtTheNumberOrAtKauto) {
@@ -374,7 +320,7 @@ TEST(PLSFitModes, AddNextComponentRespectsTheDegreesOfFreedom) {
   EXPECT_EQ(engine.AddNextComponent(), MessageId::kDegreesOfFreedomNotEnough);
   EXPECT_EQ(engine.ComponentCount(), 2);
   EXPECT_EQ(engine.DegreesOfFreedom(), dof);
-  EXPECT_EQ(ResidualSS(engine.XResiduals()), ResidualSS(residuals));
+  EXPECT_TRUE(SameCells(engine.XResiduals(), residuals));
 
   EXPECT_TRUE(engine.CanAcceptAnotherComponent());
   StoreComponents(engine, 1);
@@ -406,22 +352,13 @@ TEST(PLSFitModes, RemovingComponentsRestoresTheWorkingMatrices) {
   engine.RemoveLastComponent();
   EXPECT_EQ(engine.ComponentCount(), 2);
   EXPECT_EQ(engine.DegreesOfFreedom(), dof_two);
-  for (std::size_t i = 0; i < engine.Rows(); ++i) {
-    for (std::size_t j = 0; j < engine.XCols(); ++j) {
-      const double expected = x_two(i, j);
-      if (IsMissing(expected)) {
-        EXPECT_TRUE(IsMissing(engine.XResiduals()(i, j)));
-      } else {
-        ASSERT_EQ(engine.XResiduals()(i, j), expected) << i << "," << j;
-      }
-    }
-    ASSERT_EQ(engine.YResiduals()(i, 0), y_two(i, 0)) << i;
-  }
+  EXPECT_TRUE(SameCells(engine.XResiduals(), x_two));
+  EXPECT_TRUE(SameCells(engine.YResiduals(), y_two));
 
   engine.RemoveAllComponents();
   EXPECT_EQ(engine.ComponentCount(), 0);
   EXPECT_EQ(engine.DegreesOfFreedom(), engine.InitialDegreesOfFreedom());
-  EXPECT_DOUBLE_EQ(ResidualSS(engine.XResiduals()), engine.TotalSSX());
+  EXPECT_DOUBLE_EQ(SumOfSquares(engine.XResiduals()), engine.TotalSSX());
 }
 
 // A cancel during the cross-validation of the third component aborts the fit and keeps the two
@@ -456,19 +393,7 @@ struct TwoDependents {
     y(11, 1) = kMissingValue;
   }
   DMatrix x = ManufacturedData(70, 9, {3.0, 2.0, 1.5}, 0.4, 51);
-  DMatrix y = LinearResponse(x,
-                             {{1.0, 0.2},
-                              {0.5, -0.4},
-                              {0.0, 0.3},
-                              {-0.7, 0.1},
-                              {0.2, 0.2},
-                              {0.3, -0.6},
-                              {0.0, 0.0},
-                              {0.1, 0.5},
-                              {-0.2, 0.4}},
-                             {1.0, 2.0},
-                             0.3,
-                             52);
+  DMatrix y = testing::RandomResponse(x, 2, 0.3, 52);
 };
 
 // The folds run in parallel, yet every figure comes out bit for bit the same with 1 and 2
@@ -574,8 +499,8 @@ TEST(PLSFitModes, AutoFitOnCrossProductsMatchesStoringOneByOne) {
   PLSEngine fixed = StandardisedPLS(data.x, data.y, options);
   ASSERT_EQ(fixed.AutoFit(), 3);
   expect_same(fixed, 3);
-  EXPECT_EQ(ResidualSS(fixed.XResiduals()), ResidualSS(reference.XResiduals()));
-  EXPECT_EQ(ResidualSS(fixed.YResiduals()), ResidualSS(reference.YResiduals()));
+  EXPECT_TRUE(SameCells(fixed.XResiduals(), reference.XResiduals()));
+  EXPECT_TRUE(SameCells(fixed.YResiduals(), reference.YResiduals()));
   EXPECT_EQ(fixed.LastCandidate().component, 4);
   EXPECT_EQ(fixed.LastCandidate().remaining_ss_y, fourth.remaining_ss_y);
 

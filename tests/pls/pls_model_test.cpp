@@ -85,22 +85,19 @@ TEST_F(PLSModelTest, SingleDependentFitsAndRemovesOnlyTheCaseWithoutIt) {
   EXPECT_LT(residual_ss, 0.2 * total_ss);
 }
 
-TEST_F(PLSModelTest, CaseWithoutDependentStopsWhenRemovalIsOff) {
-  options_.auto_remove_cases = false;
-  CPLSModel model(&analysis_);
-  model.ApplyOptions(options_);
-  EXPECT_EQ(StopId([&] { model.Run(options_); }), MessageId::kCaseTooFewValidVariables);
-  EXPECT_FALSE(model.IsFitted());
-}
-
 TEST_F(PLSModelTest, RolesAndDependentsThatCannotMakeAModel) {
   const auto stop_with = [this](auto change) {
     StartupOptions options = options_;
     change(options);
     CPLSModel model(&analysis_);
     model.ApplyOptions(options);
-    return StopId([&] { model.Run(options); });
+    const auto stop = StopId([&] { model.Run(options); });
+    EXPECT_FALSE(model.IsFitted());
+    return stop;
   };
+  // The case without its dependent is not removed.
+  EXPECT_EQ(stop_with([](StartupOptions& o) { o.auto_remove_cases = false; }),
+            MessageId::kCaseTooFewValidVariables);
   EXPECT_EQ(stop_with([](StartupOptions& o) { o.dependent_variables = {"a"}; }),
             MessageId::kPLSVariableInBothRoles);
   EXPECT_EQ(stop_with([](StartupOptions& o) { o.dependent_variables.clear(); }),

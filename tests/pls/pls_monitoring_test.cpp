@@ -12,7 +12,6 @@
 namespace mspc {
 namespace {
 
-using testing::LinearResponse;
 using testing::ManufacturedData;
 using testing::StandardisedPLS;
 using testing::StoreComponents;
@@ -20,12 +19,7 @@ using testing::TightOptions;
 
 struct MonitoredModel {
   DMatrix x = ManufacturedData(40, 6, {3.0, 2.0, 1.0}, 0.3, 101);
-  DMatrix y =
-      LinearResponse(x,
-                     {{1.0, 0.1}, {0.0, 0.4}, {0.5, 0.0}, {0.2, -0.3}, {0.0, 0.0}, {-0.4, 0.2}},
-                     {0.0, 1.0},
-                     0.3,
-                     102);
+  DMatrix y = testing::RandomResponse(x, 2, 0.3, 102);
   PLSEngine engine = StandardisedPLS(x, y, TightOptions());
   platform::BoostProbability probability;
   MonitoredModel() { StoreComponents(engine, 3); }

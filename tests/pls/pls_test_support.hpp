@@ -2,8 +2,6 @@
 
 // Data makers and references shared by the PLS tests.
 
-#include <omp.h>
-
 #include <cstdint>
 #include <random>
 #include <stdexcept>
@@ -57,6 +55,15 @@ inline DMatrix LinearResponse(const DMatrix& x,
     }
   }
   return y;
+}
+
+/// Y = X β + noise·N(0, 1) with `m` columns and β drawn from N(0, 1).
+inline DMatrix RandomResponse(const DMatrix& x, std::size_t m, double noise, std::uint64_t seed) {
+  const DMatrix drawn = NormalMatrix(x.cols(), m, seed);
+  std::vector<std::vector<double>> beta(x.cols());
+  for (std::size_t j = 0; j < x.cols(); ++j)
+    beta[j].assign(drawn.Row(j).begin(), drawn.Row(j).end());
+  return LinearResponse(x, beta, std::vector<double>(m, 0.0), noise, seed + 1);
 }
 
 /// An engine holding both blocks centred and scaled to unit standard deviations.
@@ -119,18 +126,14 @@ inline DMatrix LeastSquares(const DMatrix& x, const DMatrix& y) {
   return coefficients;
 }
 
-/// Restores the thread count a test changed.
-class ThreadCount {
- public:
-  explicit ThreadCount(int threads) : saved_(omp_get_max_threads()) {
-    omp_set_num_threads(threads);
+/// Least squares with an intercept: row 0 of the result is the intercept, row j + 1 the
+/// coefficient of column j.
+inline DMatrix LeastSquaresWithIntercept(const DMatrix& x, const DMatrix& y) {
+  DMatrix with_ones(x.rows(), x.cols() + 1, 1.0);
+  for (std::size_t i = 0; i < x.rows(); ++i) {
+    for (std::size_t j = 0; j < x.cols(); ++j) with_ones(i, j + 1) = x(i, j);
   }
-  ~ThreadCount() { omp_set_num_threads(saved_); }
-  ThreadCount(const ThreadCount&) = delete;
-  ThreadCount& operator=(const ThreadCount&) = delete;
-
- private:
-  int saved_;
-};
+  return LeastSquares(with_ones, y);
+}
 
 }  // namespace mspc::testing

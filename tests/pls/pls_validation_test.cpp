@@ -13,7 +13,6 @@
 namespace mspc {
 namespace {
 
-using testing::LinearResponse;
 using testing::ManufacturedData;
 using testing::StandardisedPLS;
 using testing::StoreComponents;
@@ -31,12 +30,7 @@ CPLSNode NodeWith(std::vector<double> w, double explained_ss_y, double cumulativ
 // importances add up to 1 and the squared VIPs average 1; an excluded predictor has none.
 TEST(PLSVariableImportance, ImportancesSumToOneAndSquaredVIPsAverageOne) {
   DMatrix x = ManufacturedData(60, 7, {3.0, 2.0, 1.0}, 0.3, 61);
-  DMatrix y = LinearResponse(
-      x,
-      {{1.0, 0.0}, {0.5, 1.0}, {0.0, 0.3}, {-1.0, 0.2}, {0.2, 0.2}, {0.0, -0.4}, {0.3, 0.0}},
-      {0.0, 0.0},
-      0.4,
-      62);
+  DMatrix y = testing::RandomResponse(x, 2, 0.4, 62);
   x(2, 3) = kMissingValue;
   y(8, 0) = kMissingValue;
   PLSExclusions exclusions;
@@ -65,7 +59,7 @@ TEST(PLSVariableImportance, ImportancesSumToOneAndSquaredVIPsAverageOne) {
 
 // Hand-computed: two components explaining 2 and 1 of Y with weights (0.6, 0.8, 0) and
 // (0.8, -0.6, 0): I = (0.36·2 + 0.64) / 3, (0.64·2 + 0.36) / 3 and 0.
-TEST(PLSVariableImportance, HandComputedImportancesAndOrders) {
+TEST(PLSVariableImportance, HandComputedImportancesOrdersAndASinglePredictor) {
   const std::vector<CPLSNode> nodes = {NodeWith({0.6, 0.8, 0.0}, 2.0, 2.0),
                                        NodeWith({0.8, -0.6, 0.0}, 1.0, 3.0)};
   const std::vector<std::string> names = {"beta", "alpha", "Alpha"};
@@ -83,15 +77,15 @@ TEST(PLSVariableImportance, HandComputedImportancesAndOrders) {
   // Dictionary order ignores case; equal names up to case keep byte order.
   const auto listed = ComputeVariableImportance(nodes, {}, names, false);
   EXPECT_EQ(listed->order, (std::vector<std::size_t>{2, 1, 0}));
-}
 
-TEST(PLSVariableImportance, SinglePredictorHasVIPOneAndNoComponentGivesNothing) {
-  const std::vector<CPLSNode> nodes = {NodeWith({1.0}, 0.7, 0.7), NodeWith({-1.0}, 0.2, 0.9)};
-  const std::vector<std::string> names = {"x"};
-  const auto importance = ComputeVariableImportance(nodes, {}, names, true);
-  ASSERT_TRUE(importance.has_value());
-  EXPECT_NEAR(importance->vip[0], 1.0, 1e-15);
-  EXPECT_FALSE(ComputeVariableImportance({}, {}, names, true).has_value());
+  // A single predictor has VIP 1; no component gives nothing.
+  const std::vector<std::string> single = {"x"};
+  const std::vector<CPLSNode> single_nodes = {NodeWith({1.0}, 0.7, 0.7),
+                                              NodeWith({-1.0}, 0.2, 0.9)};
+  const auto one = ComputeVariableImportance(single_nodes, {}, single, true);
+  ASSERT_TRUE(one.has_value());
+  EXPECT_NEAR(one->vip[0], 1.0, 1e-15);
+  EXPECT_FALSE(ComputeVariableImportance({}, {}, single, true).has_value());
 }
 
 // Per-column Q² divides by the total SS for the first component and by the previous
