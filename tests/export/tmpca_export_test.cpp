@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -17,8 +16,8 @@
 #include "pca/pca_test_support.hpp"
 #include "platform/boost_probability.hpp"
 #include "platform/pugi_xml_parser.hpp"
-#include "platform/temp_folder.hpp"
 #include "support/batch_tables.hpp"
+#include "support/compile_c.hpp"
 #include "support/fake_data_table.hpp"
 #include "support/recording_host.hpp"
 
@@ -120,15 +119,7 @@ TEST_F(TMPCAExport, TheCodeCarriesTheTMPCATitlesAndCompiles) {
   const std::string kvb = GenerateTMPCAKVBCode(exported_);
   EXPECT_NE(kvb.find("'Time-wise Multi-way Principal Components Analysis KVB deployment code\n"),
             std::string::npos);
-  const platform::testing::TempFolder folder;
-  const std::string file = folder.Write("tmpca.c", c);
-  FILE* pipe =
-      popen(("gcc -std=c99 -Wall -Wextra -Werror -fsyntax-only '" + file + "' 2>&1").c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
-  std::string diagnostics;
-  char buffer[512];
-  while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) diagnostics += buffer;
-  EXPECT_EQ(pclose(pipe), 0) << diagnostics;
+  testing::ExpectCompiles(c, "tmpca.c");
 }
 
 }  // namespace
