@@ -165,25 +165,6 @@ TEST(CommandLineMonitor, AFitSavesItsModelForMonitoringWhenAskedTo) {
   }
 }
 
-TEST(CommandLineMonitor, TheDemoMonitorsTheFaultRunWithTheModelItSaved) {
-  TempFolder folder;
-  const std::string out = folder.File("out");
-  ASSERT_EQ(RunCli(folder, "demo --out " + Quoted(out)), 0) << ReadText(folder.File("stderr.txt"));
-  EXPECT_TRUE(std::filesystem::exists(out + "/model.pmml"));
-  const json monitored = Reports(out + "/monitor");
-  for (const std::string title : {"Hotelling T² Control Chart", "SPE(Q) Chart"}) {
-    const auto charts = Graphs(monitored, title);
-    ASSERT_EQ(charts.size(), 1u) << title;
-    const auto y = (*charts[0])["series"][0]["y"].get<std::vector<double>>();
-    const double line = (*charts[0])["lines"][0]["value"].get<double>();
-    // The fault run leaves the normal-operation model: a good share of its samples lie above
-    // the 99 % line, far more than the 1 % of a run in control.
-    const auto above = std::count_if(y.begin(), y.end(), [line](double v) { return v > line; });
-    EXPECT_EQ(y.size(), 960u);
-    EXPECT_GT(above, 96) << title;
-  }
-}
-
 TEST(CommandLineMonitor, RefusesAMissingModelFile) {
   TempFolder folder;
   const std::string data = folder.Write("plant.csv", "x1,x2\n1,2\n2,3\n");
