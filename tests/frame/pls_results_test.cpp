@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include "support/dialog_analysis.hpp"
+#include "frame/results_support.hpp"
 
 namespace mspc {
 namespace {
@@ -15,52 +14,9 @@ namespace {
 using fake::Put;
 using testing::Cell;
 
-constexpr int kRows = 24;
-constexpr double kIntercept = 2.0;
-constexpr double kBeta[] = {1.5, -0.5, 0.25};
-
-// A PLS analysis of y = 2 + 1.5 x1 - 0.5 x2 + 0.25 x3 exactly on six predictors of rank 3
-// (x4 = x1 + x2, x5 = x2 - x3, x6 = x1 + x3). Six predictors allow three components
-// automatically.
-class PLSAnalysis : public testing::DialogAnalysis {
- public:
-  PLSAnalysis() {
-    auto& [x1, x2, x3, x4, x5, x6] = predictors_;
-    for (int row = 0; row < kRows; ++row) {
-      x1.push_back(std::sin(0.7 * row) * 3.0 + row * 0.1);
-      x2.push_back(std::cos(1.3 * row) * 2.0 - 1.0);
-      x3.push_back(static_cast<double>((row * 7) % 11) - 4.0);
-      x4.push_back(x1.back() + x2.back());
-      x5.push_back(x2.back() - x3.back());
-      x6.push_back(x1.back() + x3.back());
-      observed_.push_back(kIntercept + kBeta[0] * x1.back() + kBeta[1] * x2.back() +
-                          kBeta[2] * x3.back());
-    }
-    for (std::size_t j = 0; j < 6; ++j) {
-      table().AddVariable("x" + std::to_string(j + 1), predictors_[j]);
-    }
-    table().AddVariable("y", observed_);
-    Start();
-  }
-
-  void Fit(int components) {
-    AutomationObject& startup = OpenStartup(2, kStepPLSStartup);
-    Put(startup, "DependentVariables", std::vector<std::string>{"y"});
-    Put(startup,
-        "PredictorVariables",
-        std::vector<std::string>{"x1", "x2", "x3", "x4", "x5", "x6"});
-    Put(startup, "FixedNumberOfComponents", true);
-    Put(startup, "NumberOfComponents", std::int64_t{components});
-    OpenResults(kStepPLSResults, "PLSResults");
-  }
-
-  const std::vector<double>& observed() const { return observed_; }
-  const std::array<std::vector<double>, 6>& predictors() const { return predictors_; }
-
- private:
-  std::array<std::vector<double>, 6> predictors_;
-  std::vector<double> observed_;
-};
+using testing::PLSAnalysis;
+constexpr int kRows = PLSAnalysis::kRows;
+constexpr auto kBeta = PLSAnalysis::kBeta;
 
 TEST(PLSResultsDialog, FullRankModelReproducesTheExactLinearRelation) {
   PLSAnalysis analysis;
@@ -107,6 +63,14 @@ TEST(PLSResultsDialog, FullRankModelReproducesTheExactLinearRelation) {
         Cell(predictions, row, 1) + Cell(predictions, row, 2), Cell(predictions, row, 0), 1e-9);
     EXPECT_NEAR(Cell(predictions, row, 2), 0.0, 1e-8);
   }
+
+  // Details of the last component: a single dependent's R²Y(Cumul.) is the model's.
+  const double r2y_cumulative = Cell(analysis.Sheet("Partial Least Squares Summary"), 2, 3);
+  analysis.GoTo("Details", kStepPLSDetails);
+  ASSERT_TRUE(analysis.Run("VariableStatistics"));
+  EXPECT_NEAR(
+      Cell(analysis.Sheet("Dependent statistics of component 3"), 0, 1), r2y_cumulative, 1e-10);
+  EXPECT_EQ(analysis.Sheet("Variable statistics of component 3").rows.size(), 6u);
 }
 
 TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
@@ -183,44 +147,6 @@ TEST(PLSResultsDialog, ImportanceMonitoringAndScoreLimitsObeyTheirIdentities) {
     for (std::size_t row = 0; row < shares.rows.size(); ++row) sum += Cell(shares, row, 0);
     EXPECT_NEAR(sum, Cell(scores, 4, component), 1e-9);
   }
-}
-
-TEST(PLSResultsDialog, ComponentCommandsAndDetails) {
-  PLSAnalysis analysis;
-  analysis.Fit(1);
-  ASSERT_TRUE(analysis.Run("AddNextComponent"));
-  EXPECT_EQ(analysis.Components(), 2);
-  ASSERT_TRUE(analysis.Run("Summary"));
-  const Spreadsheet summary = analysis.Sheet("Partial Least Squares Summary");
-  ASSERT_EQ(summary.rows.size(), 2u);
-
-  // Details of the last component: a single dependent's R²Y(Cumul.) is the model's.
-  analysis.GoTo("Details", kStepPLSDetails);
-  AutomationObject& details = analysis.steps().Twin();
-  ASSERT_EQ(details.TwinName(), "PLSDetails");
-  ASSERT_TRUE(fake::Run(details, "VariableStatistics"));
-  const Spreadsheet& dependents = analysis.Sheet("Dependent statistics of component 2");
-  EXPECT_NEAR(Cell(dependents, 0, 1), Cell(summary, 1, 3), 1e-10);
-  const Spreadsheet& predictors = analysis.Sheet("Variable statistics of component 2");
-  EXPECT_EQ(predictors.rows.size(), 6u);
-  Put(details, "Component", std::int64_t{3});
-  EXPECT_FALSE(fake::Run(details, "VariableStatistics"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kDetailsComponentOutOfRange);
-  ASSERT_TRUE(fake::Run(details, "Close"));
-  ASSERT_EQ(analysis.steps().RunStep(kStepPLSResults), kDialogOpened);
-
-  AutomationObject& results = analysis.Twin();
-  ASSERT_TRUE(fake::Run(results, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.Components(), 1);
-  ASSERT_TRUE(fake::Run(results, "RemoveAllComponent"));
-  EXPECT_EQ(analysis.Components(), 0);
-  EXPECT_FALSE(fake::Run(results, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kNoComponentToRemove);
-  EXPECT_TRUE(fake::Run(results, "XScoreSpreadsheet"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kReportNeedsComponent);
-  // The fixed count of the options is what AutoFitMoreComponents fits again.
-  ASSERT_TRUE(fake::Run(results, "AutoFitMoreComponents"));
-  EXPECT_EQ(analysis.Components(), 1);
 }
 
 }  // namespace
