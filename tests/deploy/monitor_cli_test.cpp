@@ -74,7 +74,8 @@ void ExpectSameCharts(const json& fitted, const json& monitored) {
 
 // Fit by `steps` (a script's steps that end in the Results dialog's T² and SPE(Q) charts and
 // the export of "plant.pmml"), then monitor the same table with the saved model: the charts
-// come back with the same values and lines; so do the graphs titled `same_graphs`.
+// come back with the same values and lines; so do the graphs titled `same_graphs`. The PCA and
+// PLS charts are compared in the deployment dialog's tests and by AFitSavesItsModel below.
 void ExpectMonitorReproducesTheFit(const std::string& steps,
                                    bool batches = false,
                                    const std::vector<std::string>& same_graphs = {}) {
@@ -99,22 +100,6 @@ void ExpectMonitorReproducesTheFit(const std::string& steps,
   const json deployed = Reports(monitor_out);
   ExpectSameCharts(fitted, deployed);
   for (const std::string& title : same_graphs) ExpectSameGraphs(fitted, deployed, title);
-}
-
-TEST(CommandLineMonitor, TheSavedModelReproducesTheChartsOfItsFit) {
-  ExpectMonitorReproducesTheFit(R"(
-    {"dialog": "MSPCStartup", "set": {"SelectedKind": 1}, "do": ["OK"]},
-    {"dialog": "PCAStartup", "set": {"Variables": ["x1", "x2", "x3", "x4", "x5"],
-      "FixedNumberOfComponents": true, "NumberOfComponents": 2}, "do": ["OK"]},
-    {"dialog": "PCAResults", "set": {"ExportFileName": "plant"},
-     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})");
-  ExpectMonitorReproducesTheFit(R"(
-    {"dialog": "MSPCStartup", "set": {"SelectedKind": 2}, "do": ["OK"]},
-    {"dialog": "PLSStartup", "set": {"PredictorVariables": ["x1", "x2", "x3", "x4"],
-      "DependentVariables": ["x5"], "FixedNumberOfComponents": true, "NumberOfComponents": 2},
-     "do": ["OK"]},
-    {"dialog": "PLSResults", "set": {"ExportFileName": "plant"},
-     "do": ["TSquareChart", "SPEQChart", "CodeGeneratorPMML"]})");
 }
 
 TEST(CommandLineMonitor, BatchPLSModelsReproduceTheChartsOfTheirFit) {

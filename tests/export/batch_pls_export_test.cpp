@@ -124,10 +124,6 @@ TEST_F(BatchPLSExport, ATMPLSDocumentReadsBackAndScoresTheBatchesAsTheFitDid) {
   EXPECT_EQ(Deploy(text, model).predicted.cols(), 1u);
   EXPECT_EQ(host_.messages().back().text, "1 TMPLS model has been loaded.");
   EXPECT_EQ(deployment_.cases().numbers.size(), kBatches);
-
-  const std::string kvb = GenerateTMPLSKVBCode(exported);
-  EXPECT_NE(kvb.find("'Time-wise Multi-way Partial Least Squares KVB deployment code\n"),
-            std::string::npos);
 }
 
 TEST_F(BatchPLSExport, ABMPLSDocumentCarriesThePerTimeLimitsAndPredictsTheTime) {
@@ -169,10 +165,6 @@ TEST_F(BatchPLSExport, ABMPLSDocumentCarriesThePerTimeLimitsAndPredictsTheTime) 
   text.clear();
   WriteBMPLSDocument(exported, text);
   EXPECT_TRUE(std::isnan(ReadBMPLSDocument(Parse(text)).spe_by_time[1].control_line));
-
-  const std::string kvb = GenerateBMPLSKVBCode(exported);
-  EXPECT_NE(kvb.find("'Batch-wise Multi-way Partial Least Squares KVB deployment code\n"),
-            std::string::npos);
 }
 
 }  // namespace
