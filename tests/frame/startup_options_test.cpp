@@ -60,17 +60,20 @@ std::vector<RangeCase> RangeCases() {
   const auto vars = &O::min_percent_valid_variables;
   const auto iterations = &O::max_iterations;
   const auto convergence = &O::convergence_criterion;
-  const auto folds_one_with = [](CV method) {
+  const auto folds_one = [](CV method) {
     return [method](O& o) {
       o.num_folds = 1;
       o.cross_validation = method;
     };
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
+  const auto cases_out = M::kPercentValidCasesOutOfRange;
+  const auto iterations_out = M::kMaxIterationsOutOfRange;
+  const auto convergence_out = M::kConvergenceCriterionOutOfRange;
   // The lower bound of the percentages sits at 19.9999999: 15 units in the last place below it
   // still pass.
   const double bound = 19.9999999;
-  const auto twice = [](auto first, auto second) {
+  const auto both = [](auto first, auto second) {
     return [first, second](O& o) {
       first(o);
       second(o);
@@ -78,23 +81,17 @@ std::vector<RangeCase> RangeCases() {
   };
   return {
       {"Defaults", kPCA, [](O&) {}, std::nullopt},
-      {"Iterations0", kPCA, Set(iterations, 0), M::kMaxIterationsOutOfRange},
+      {"Iterations0", kPCA, Set(iterations, 0), iterations_out},
       {"Iterations1", kPCA, Set(iterations, 1), std::nullopt},
       {"Iterations1000", kPCA, Set(iterations, 1000), std::nullopt},
-      {"Iterations1001", kPCA, Set(iterations, 1001), M::kMaxIterationsOutOfRange},
+      {"Iterations1001", kPCA, Set(iterations, 1001), iterations_out},
       {"Cases20", kPCA, Set(cases, 20), std::nullopt},
       {"Cases100", kPCA, Set(cases, 100), std::nullopt},
       {"Cases15UlpsUnderTheBound", kPCA, Set(cases, UlpsAway(bound, -15)), std::nullopt},
-      {"Cases16UlpsUnderTheBound",
-       kPCA,
-       Set(cases, UlpsAway(bound, -16)),
-       M::kPercentValidCasesOutOfRange},
+      {"Cases16UlpsUnderTheBound", kPCA, Set(cases, UlpsAway(bound, -16)), cases_out},
       {"Cases15UlpsOver100", kPCA, Set(cases, UlpsAway(100.0, 15)), std::nullopt},
-      {"Cases16UlpsOver100",
-       kPCA,
-       Set(cases, UlpsAway(100.0, 16)),
-       M::kPercentValidCasesOutOfRange},
-      {"CasesNotANumber", kPCA, Set(cases, nan), M::kPercentValidCasesOutOfRange},
+      {"Cases16UlpsOver100", kPCA, Set(cases, UlpsAway(100.0, 16)), cases_out},
+      {"CasesNotANumber", kPCA, Set(cases, nan), cases_out},
       {"Vars19_99", kPCA, Set(vars, 19.99), M::kPercentValidVarsOutOfRange},
       {"Vars100_01", kPCA, Set(vars, 100.01), M::kPercentValidVarsOutOfRange},
       // The TMPLS Startup names the bound that was broken.
@@ -103,33 +100,24 @@ std::vector<RangeCase> RangeCases() {
       {"TMPLSVars19_99", kTMPLS, Set(vars, 19.99), M::kMinPercentValidVarsTooLow},
       {"TMPLSVars100_01", kTMPLS, Set(vars, 100.01), M::kMinPercentValidVarsTooHigh},
       {"Convergence1", kPCA, Set(convergence, 1.0), std::nullopt},
-      {"ConvergenceNegative", kPCA, Set(convergence, -0.001), M::kConvergenceCriterionOutOfRange},
-      {"ConvergenceAbove1", kPCA, Set(convergence, 1.5), M::kConvergenceCriterionOutOfRange},
+      {"ConvergenceNegative", kPCA, Set(convergence, -0.001), convergence_out},
+      {"ConvergenceAbove1", kPCA, Set(convergence, 1.5), convergence_out},
       {"Folds1WithVFold", kPCA, Set(&O::num_folds, 1), M::kFoldsBelowTwo},
-      {"Folds1WithQuickVFold",
-       kPCA,
-       folds_one_with(CV::VFoldCrossValidationQuick),
-       M::kFoldsBelowTwo},
-      {"Folds1WithKrzanowski", kPCA, folds_one_with(CV::KrzanowskiCrossValidation), std::nullopt},
-      {"Folds1WithoutCV", kPCA, folds_one_with(CV::CrossValidationOff), std::nullopt},
+      {"Folds1WithQuickVFold", kPCA, folds_one(CV::VFoldCrossValidationQuick), M::kFoldsBelowTwo},
+      {"Folds1WithKrzanowski", kPCA, folds_one(CV::KrzanowskiCrossValidation), std::nullopt},
+      {"Folds1WithoutCV", kPCA, folds_one(CV::CrossValidationOff), std::nullopt},
       {"Folds2", kPCA, Set(&O::num_folds, 2), std::nullopt},
       // Rules are checked in reading order: percentages, iterations, convergence, folds.
-      {"PercentBeforeIterations",
+      {"PercentFirst",
        kTMPLS,
-       twice(Set(iterations, 0), Set(vars, 5)),
+       both(Set(iterations, 0), Set(vars, 5)),
        M::kMinPercentValidVarsTooLow},
-      {"CasesBeforeVariables",
+      {"CasesBeforeVars",
        kTMPLS,
-       twice(Set(cases, 101), Set(vars, 5)),
+       both(Set(cases, 101), Set(vars, 5)),
        M::kMinPercentValidCasesTooHigh},
-      {"IterationsBeforeConvergence",
-       kPCA,
-       twice(Set(iterations, 0), Set(convergence, 2)),
-       M::kMaxIterationsOutOfRange},
-      {"ConvergenceBeforeFolds",
-       kPCA,
-       twice(Set(&O::num_folds, 0), Set(convergence, 2)),
-       M::kConvergenceCriterionOutOfRange},
+      {"IterationsNext", kPCA, both(Set(iterations, 0), Set(convergence, 2)), iterations_out},
+      {"ConvergenceNext", kPCA, both(Set(&O::num_folds, 0), Set(convergence, 2)), convergence_out},
   };
 }
 
@@ -294,19 +282,16 @@ TEST(StartupTwin, PutRefusesValuesThatCanNeverBeRight) {
   EXPECT_THROW(fake::Put(twin, "MaxIterations", std::int64_t{1} << 40), AutomationError);
   EXPECT_THROW(fake::Put(twin, "MaxIterations", 5.0), AutomationError);
   EXPECT_THROW(fake::Put(twin, "AutoRemoveCases", std::int64_t{1}), AutomationError);
+  // An unknown name is named with its property.
+  EXPECT_THAT(
+      [&] { fake::Put(twin, "CategoricalVariables", std::vector<std::string>{"nope"}); },
+      ::testing::ThrowsMessage<AutomationError>(::testing::StrEq(
+          "The property CategoricalVariables names \"nope\", which is not a variable of the "
+          "data table.")));
   // Nothing was half-applied.
   EXPECT_EQ(std::get<std::vector<std::string>>(fake::Get(twin, "Variables")),
             (std::vector<std::string>{"x1", "x2"}));
   EXPECT_EQ(std::get<std::int64_t>(fake::Get(twin, "MaxIterations")), 50);
-}
-
-TEST(StartupTwin, UnknownVariableMessageNamesPropertyAndVariable) {
-  PCAStartupFixture fixture;
-  EXPECT_THAT(
-      [&] { fake::Put(fixture.twin(), "CategoricalVariables", std::vector<std::string>{"nope"}); },
-      ::testing::ThrowsMessage<AutomationError>(::testing::StrEq(
-          "The property CategoricalVariables names \"nope\", which is not a variable of the "
-          "data table.")));
 }
 
 TEST(StartupTwin, FactorCodesRoundTripAndMalformedEntriesThrow) {
