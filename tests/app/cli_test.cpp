@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -208,14 +209,10 @@ TEST(CommandLineFitPLS, OptionsChooseTheRolesAndComponents) {
 
 TEST(CommandLineFitPLS, GasolineOctaneFromTheSpectraIsCrossValidatedAndDeterministic) {
   const std::string data = std::string(MSPC_SOURCE_DIR) + "/examples/data/gasoline/gasoline.csv";
-  const std::string header = ReadText(data).substr(0, ReadText(data).find('\n'));
+  std::istringstream header(ReadText(data).substr(0, ReadText(data).find('\n')));
   std::string predictors;
-  for (std::size_t start = 0; start < header.size();) {
-    std::size_t end = header.find(',', start);
-    if (end == std::string::npos) end = header.size();
-    const std::string name = header.substr(start, end - start);
+  for (std::string name; std::getline(header, name, ',');) {
     if (name.rfind("NIR_", 0) == 0) predictors += (predictors.empty() ? "" : ",") + name;
-    start = end + 1;
   }
   ASSERT_EQ(std::count(predictors.begin(), predictors.end(), ',') + 1, 401);
   const std::string arguments = "fit pls --data " + Quoted(data) + " --y octane --x " + predictors +

@@ -78,7 +78,6 @@ class PLSAnalysis : public DialogAnalysis {
   }
 
   const std::vector<double>& observed() const { return observed_; }
-  const std::array<std::vector<double>, 6>& predictors() const { return predictors_; }
 
  private:
   std::array<std::vector<double>, 6> predictors_;
