@@ -26,34 +26,16 @@ bool HasCommand(AutomationObject& twin, const std::string& name) {
   });
 }
 
-TEST(TMPLSResultsDialog, LoadingsStatisticsImportanceAndContributionsOverTime) {
+TEST(TMPLSResultsDialog, EigenvaluesImportanceAndContributionsOverTime) {
   BatchAnalysis analysis;
   analysis.Fit(testing::kTMPLS);
   AutomationObject& twin = analysis.Twin();
-  const double s = std::sqrt(2.5);  // of x1 at time 20, which is 1..5
-
-  // Loadings over time: one curve per process variable with a point per time.
-  ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
-  const Graph& loadings = analysis.LastGraph();
-  EXPECT_EQ(loadings.title, "Loading lineplot (p2)");
-  ASSERT_EQ(loadings.series.size(), 3u);
-  EXPECT_EQ(loadings.series[1].name, "x2");
-  EXPECT_EQ(loadings.series[1].labels[2], "Time: 30");
 
   // The eigenvalue shares add up to the explained share of X.
   ASSERT_TRUE(analysis.Run("Eigenvalues"));
   const Spreadsheet& eigenvalues = analysis.Sheet("Eigenvalues");
   ASSERT_EQ(eigenvalues.rows.size(), 2u);
   EXPECT_NEAR(Cell(eigenvalues, 0, 1) + Cell(eigenvalues, 1, 1), Cell(eigenvalues, 1, 3), 1e-9);
-
-  // Descriptive statistics per variable and time, time-major: x1 at time 20 is row J.
-  ASSERT_TRUE(analysis.Run("DescriptiveStatistics"));
-  const Spreadsheet& statistics = analysis.Sheet("Descriptive statistics");
-  ASSERT_EQ(statistics.rows.size(), 3u * kTimes);
-  EXPECT_EQ(statistics.rows[3].label, "x1");
-  EXPECT_EQ(std::get<std::string>(statistics.rows[3].cells[0]), "20");
-  EXPECT_NEAR(Cell(statistics, 3, 2), 3.0, 1e-12);
-  EXPECT_NEAR(Cell(statistics, 3, 3), s, 1e-12);
 
   // The variables' importances over time add up to 1, so their powers² average 1.
   ASSERT_TRUE(analysis.Run("SpreadsheetOfImportanceOfPredictors"));
@@ -68,16 +50,6 @@ TEST(TMPLSResultsDialog, LoadingsStatisticsImportanceAndContributionsOverTime) {
   EXPECT_NEAR(total, 1.0, 1e-12);
   EXPECT_NEAR(power_squares, 1.0, 1e-12);
   EXPECT_GE(Cell(importance, 0, 0), Cell(importance, 1, 0));
-
-  // Distance to model per batch with T² beside it. Each component adds sum (t / s)² = N - 1 over
-  // the batches (s is the sample deviation of centred scores), so the T² add up to A (N - 1).
-  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
-  const Spreadsheet& distance = analysis.Sheet("Distance to model");
-  EXPECT_EQ(distance.row_header, "Batch");
-  ASSERT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
-  double t2_sum = 0.0;
-  for (std::size_t row = 0; row < kBatches; ++row) t2_sum += Cell(distance, row, 1);
-  EXPECT_NEAR(t2_sum, 2.0 * (kBatches - 1), 1e-9);
 
   // A batch's score contributions over the times of each variable add up to its score: the
   // contributions x_j r_aj of all predictor columns sum to t_a.

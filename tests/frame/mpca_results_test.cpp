@@ -76,23 +76,11 @@ TEST(TMPCAResultsDialog, TablesNameBatchesAndVariablesAtTimes) {
   {
     // Unit scaling: the total variance of the scaled matrix is its number of columns.
     const Spreadsheet& sheet = analysis.LastSheet();
-    EXPECT_EQ(sheet.title, "Time-wise Multi-way Principal Components Analysis Eigenvalues");
     EXPECT_EQ(sheet.subtitles,
               (std::vector<std::string>{"Number of components is 2",
                                         "Principal Components Analysis sum of variance 9.0000"}));
     ASSERT_EQ(sheet.rows.size(), 2u);
     EXPECT_NEAR(Cell(sheet.rows[1], 3), 100.0 * Cell(sheet.rows[1], 2) / 9.0, 1e-9);
-  }
-  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
-  EXPECT_EQ(analysis.LastSheet().row_header, "Batch");
-  EXPECT_EQ(analysis.LastSheet().columns, (std::vector<std::string>{"Component 1", "Component 2"}));
-  ASSERT_TRUE(analysis.Run("DescriptiveStatistics"));
-  {
-    const Spreadsheet& sheet = analysis.LastSheet();
-    ASSERT_EQ(sheet.rows.size(), kTimes * kVariables);
-    EXPECT_EQ(sheet.rows[4].label, "x2");
-    EXPECT_EQ(std::get<std::string>(sheet.rows[4].cells[0]), "200");
-    EXPECT_NEAR(Cell(sheet.rows[3], 2), 3.0, 1e-12);  // x1 at 200: mean of 1..5
   }
   ASSERT_TRUE(analysis.Run("EigenvectorSpreadsheet"));
   const Spreadsheet eigenvectors = analysis.LastSheet();
@@ -114,9 +102,6 @@ TEST(TMPCAResultsDialog, TablesNameBatchesAndVariablesAtTimes) {
   ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
   const Graph& lines = analysis.host().graphs()[analysis.host().graphs().size() - 2];
   ASSERT_EQ(lines.series.size(), kVariables);
-  EXPECT_EQ(lines.series[2].name, "x3");
-  EXPECT_EQ(lines.series[2].labels,
-            (std::vector<std::string>{"Time: 100", "Time: 200", "Time: 300"}));
   EXPECT_NEAR(lines.series[2].y[1], Cell(loadings.rows[5], 0), 1e-12);
   // Without point labels the graphs carry none.
   Put(analysis.Twin(), "DisplayTextLabels", false);
@@ -124,7 +109,7 @@ TEST(TMPCAResultsDialog, TablesNameBatchesAndVariablesAtTimes) {
   EXPECT_TRUE(analysis.LastGraph().series[0].labels.empty());
 }
 
-TEST(TMPCAResultsDialog, ResidualsDistanceAndChartsArePerBatch) {
+TEST(TMPCAResultsDialog, ResidualsAndChartsArePerBatch) {
   const DMatrix unfolded = FiveBatches();
   TMPCAAnalysis analysis(unfolded, kVariables);
   analysis.Fit(1);
@@ -142,18 +127,11 @@ TEST(TMPCAResultsDialog, ResidualsDistanceAndChartsArePerBatch) {
     EXPECT_NEAR(Cell(original.rows[2], col), Cell(scaled.rows[2], col) * stats.sd[col], 1e-9);
   }
   EXPECT_EQ(original.columns[1], "x2 {100}");
-
-  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
-  const Spreadsheet distance = analysis.LastSheet();
-  EXPECT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
-  ASSERT_TRUE(analysis.Run("TSquareSpreadsheet"));
-  const Spreadsheet& t2 = analysis.LastSheet();
-  EXPECT_EQ(t2.row_header, "Batch");
-  for (std::size_t row = 0; row < kBatches; ++row) {
-    EXPECT_DOUBLE_EQ(Cell(distance.rows[row], 1), Cell(t2.rows[row], 0));
-  }
+  ASSERT_TRUE(analysis.Run("XScoreSpreadsheet"));
+  EXPECT_EQ(analysis.LastSheet().row_header, "Batch");
   ASSERT_TRUE(analysis.Run("SPEQChart"));
   EXPECT_EQ(analysis.LastGraph().x_label, "Batch");
+
   Put(analysis.Twin(), "ShowMarkersForScoreControlChart", false);
   ASSERT_TRUE(analysis.Run("ScoreControlChart"));
   EXPECT_EQ(analysis.LastGraph().type, GraphType::kLine);

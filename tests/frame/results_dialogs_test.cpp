@@ -217,9 +217,53 @@ TEST_P(BatchResultsDialog, TrajectoriesBandTheBatchesAndHighlightThoseOutside) {
   EXPECT_EQ(plot.series[4].name, "4");
 }
 
+// The time-wise kinds name each row by its batch and each column by its variable and time.
+class TimeWiseResultsDialog : public ::testing::TestWithParam<testing::BatchKind> {};
+
+TEST_P(TimeWiseResultsDialog, ReportsNameBatchesAndVariablesAtTimes) {
+  BatchAnalysis analysis;
+  analysis.Fit(GetParam());
+  // Per variable and time, time-major: x1 at time 20 (1..5) is row J.
+  ASSERT_TRUE(analysis.Run("DescriptiveStatistics"));
+  const Spreadsheet& statistics = analysis.Sheet("Descriptive statistics");
+  ASSERT_EQ(statistics.rows.size(), 3u * BatchAnalysis::kTimes);
+  EXPECT_EQ(statistics.rows[3].label, "x1");
+  EXPECT_EQ(std::get<std::string>(statistics.rows[3].cells[0]), "20");
+  EXPECT_NEAR(Cell(statistics, 3, 2), 3.0, 1e-12);
+  EXPECT_NEAR(Cell(statistics, 3, 3), std::sqrt(2.5), 1e-12);
+  // Loadings over time: one curve per process variable with a point per time.
+  ASSERT_TRUE(analysis.Run("LineplotsOfLoadings"));
+  const Graph& loadings = analysis.LastGraph();
+  ASSERT_EQ(loadings.series.size(), 3u);
+  EXPECT_EQ(loadings.series[1].name, "x2");
+  EXPECT_EQ(loadings.series[1].labels,
+            (std::vector<std::string>{"Time: 10", "Time: 20", "Time: 30", "Time: 40"}));
+
+  // Per batch: each component adds sum (t / s)² = N - 1 over the batches (s the sample
+  // deviation of centred scores), so the T² add up to A (N - 1).
+  ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
+  const Spreadsheet distance = analysis.Sheet("Distance to model");
+  EXPECT_EQ(distance.row_header, "Batch");
+  ASSERT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
+  ASSERT_TRUE(analysis.Run("TSquareSpreadsheet"));
+  double t2_sum = 0.0;
+  for (std::size_t row = 0; row < BatchAnalysis::kBatches; ++row) {
+    EXPECT_DOUBLE_EQ(Cell(distance, row, 1), Cell(analysis.LastSheet(), row, 0));
+    t2_sum += Cell(distance, row, 1);
+  }
+  EXPECT_NEAR(t2_sum, 2.0 * (BatchAnalysis::kBatches - 1), 1e-9);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds,
                          BatchResultsDialog,
                          ::testing::Values(testing::kTMPCA, testing::kTMPLS, testing::kBMPLS),
+                         [](const ::testing::TestParamInfo<testing::BatchKind>& kind_info) {
+                           return std::string(kind_info.param.name);
+                         });
+
+INSTANTIATE_TEST_SUITE_P(Kinds,
+                         TimeWiseResultsDialog,
+                         ::testing::Values(testing::kTMPCA, testing::kTMPLS),
                          [](const ::testing::TestParamInfo<testing::BatchKind>& kind_info) {
                            return std::string(kind_info.param.name);
                          });
