@@ -22,7 +22,7 @@ using testing::DialogAnalysis;
 
 struct ResultsKind {
   const char* name;
-  std::function<std::unique_ptr<DialogAnalysis>(int)> fit;  // at Results with this many
+  std::function<std::shared_ptr<DialogAnalysis>(int)> fit;  // at Results with this many
   int results_step;
   const char* component_report;  // a report that needs a component
   int details_step;
@@ -31,15 +31,16 @@ struct ResultsKind {
 
 void PrintTo(const ResultsKind& kind, std::ostream* out) { *out << kind.name; }
 
+// Shared pointers, as DialogAnalysis has no virtual destructor: each keeps its own deleter.
 template <typename Analysis>
-std::unique_ptr<DialogAnalysis> Fitted(int components) {
-  auto analysis = std::make_unique<Analysis>();
+std::shared_ptr<DialogAnalysis> Fitted(int components) {
+  auto analysis = std::make_shared<Analysis>();
   analysis->Fit(components);
   return analysis;
 }
 
-std::unique_ptr<DialogAnalysis> FittedBatches(const testing::BatchKind& kind, int components) {
-  auto analysis = std::make_unique<BatchAnalysis>();
+std::shared_ptr<DialogAnalysis> FittedBatches(const testing::BatchKind& kind, int components) {
+  auto analysis = std::make_shared<BatchAnalysis>();
   analysis->Fit(kind, components);
   return analysis;
 }
@@ -74,7 +75,7 @@ const ResultsKind kKinds[] = {
 class ResultsDialog : public ::testing::TestWithParam<ResultsKind> {};
 
 TEST_P(ResultsDialog, ComponentCommandsChangeTheModelAndRefuseWhatCannotBeDone) {
-  const std::unique_ptr<DialogAnalysis> analysis = GetParam().fit(1);
+  const std::shared_ptr<DialogAnalysis> analysis = GetParam().fit(1);
   ASSERT_TRUE(analysis->Run("AddNextComponent"));
   EXPECT_EQ(analysis->Components(), 2);
   ASSERT_TRUE(analysis->Run("RemoveLastComponent"));
@@ -97,7 +98,7 @@ TEST_P(ResultsDialog, ComponentCommandsChangeTheModelAndRefuseWhatCannotBeDone) 
 
 TEST_P(ResultsDialog, DetailsOpenFromResultsAndReturnToThemWithTheSettingsKept) {
   const ResultsKind& kind = GetParam();
-  const std::unique_ptr<DialogAnalysis> analysis = kind.fit(2);
+  const std::shared_ptr<DialogAnalysis> analysis = kind.fit(2);
   Put(analysis->Twin(), "TSquareControlLimit", 97.5);
   analysis->GoTo("Details", kind.details_step);
   EXPECT_EQ(analysis->Twin().TwinName(), kind.details);
