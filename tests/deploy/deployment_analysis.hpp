@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "export/export_test_support.hpp"
 #include "pca/pca_test_support.hpp"
 #include "support/dialog_analysis.hpp"
 
@@ -60,6 +61,28 @@ class DeploymentAnalysis : public DialogAnalysis {
     Put(twin, "ModelFiles", files);
     Put(twin, "Variables", variables);
     return fake::Run(twin, "OK");
+  }
+
+  // The two charts drawn first after `fitted_graphs` carry the points and lines of the last two
+  // drawn before: the Results' T² and SPE(Q) charts drawn again by a deployment.
+  void ExpectChartsRedrawn(std::size_t fitted_graphs, double tolerance) {
+    const std::vector<Graph>& graphs = host().graphs();
+    ASSERT_GE(fitted_graphs, 2u);
+    ASSERT_GE(graphs.size(), fitted_graphs + 2);
+    for (std::size_t chart = 0; chart < 2; ++chart) {
+      const Graph& fitted = graphs[fitted_graphs - 2 + chart];
+      const Graph& deployed = graphs[fitted_graphs + chart];
+      EXPECT_EQ(deployed.title, fitted.title);
+      ASSERT_EQ(deployed.series[0].y.size(), fitted.series[0].y.size());
+      for (std::size_t i = 0; i < fitted.series[0].y.size(); ++i) {
+        ExpectClose(deployed.series[0].y[i], fitted.series[0].y[i], tolerance, fitted.title);
+      }
+      ASSERT_EQ(deployed.lines.size(), fitted.lines.size());
+      for (std::size_t l = 0; l < fitted.lines.size(); ++l) {
+        EXPECT_EQ(deployed.lines[l].label, fitted.lines[l].label);
+        ExpectClose(deployed.lines[l].value, fitted.lines[l].value, tolerance, fitted.title);
+      }
+    }
   }
 
  private:

@@ -23,6 +23,14 @@ namespace {
 // digits when the engines' summation order changes, so they are compared with a tolerance.
 const std::regex kNumber(R"([-+]?\d\.\d{14}e[-+]\d{2,3})");
 
+std::vector<double> Numbers(const std::string& line) {
+  std::vector<double> numbers;
+  for (std::sregex_iterator it(line.begin(), line.end(), kNumber), end; it != end; ++it) {
+    numbers.push_back(std::strtod(it->str().c_str(), nullptr));
+  }
+  return numbers;
+}
+
 // The texts agree line by line: numbers to `tolerance` relative, everything else exactly.
 void ExpectSameText(const std::string& actual, const std::string& expected, double tolerance) {
   std::istringstream actual_lines(actual);
@@ -35,14 +43,8 @@ void ExpectSameText(const std::string& actual, const std::string& expected, doub
     ASSERT_TRUE(std::getline(actual_lines, a)) << "missing line " << line << ": " << e;
     EXPECT_EQ(std::regex_replace(a, kNumber, "#"), std::regex_replace(e, kNumber, "#"))
         << "line " << line;
-    std::vector<double> a_numbers;
-    std::vector<double> e_numbers;
-    for (std::sregex_iterator it(a.begin(), a.end(), kNumber), end; it != end; ++it) {
-      a_numbers.push_back(std::strtod(it->str().c_str(), nullptr));
-    }
-    for (std::sregex_iterator it(e.begin(), e.end(), kNumber), end; it != end; ++it) {
-      e_numbers.push_back(std::strtod(it->str().c_str(), nullptr));
-    }
+    const std::vector<double> a_numbers = Numbers(a);
+    const std::vector<double> e_numbers = Numbers(e);
     ASSERT_EQ(a_numbers.size(), e_numbers.size()) << "line " << line;
     for (std::size_t n = 0; n < e_numbers.size(); ++n) {
       EXPECT_LE(std::fabs(a_numbers[n] - e_numbers[n]),
@@ -64,16 +66,10 @@ void ExpectGolden(const std::string& text, const std::string& name) {
 }
 
 DMatrix SmallTable() {
+  const double values[6][3] = {
+      {1, 2, 0.5}, {2, 3.9, 1.5}, {3, 6.1, 0}, {4, 8, 2.5}, {5, 9.8, 1}, {6, 12.2, 3}};
   DMatrix raw(6, 3);
-  const double values[6][3] = {{1.0, 2.0, 0.5},
-                               {2.0, 3.9, 1.5},
-                               {3.0, 6.1, 0.0},
-                               {4.0, 8.0, 2.5},
-                               {5.0, 9.8, 1.0},
-                               {6.0, 12.2, 3.0}};
-  for (std::size_t i = 0; i < 6; ++i) {
-    for (std::size_t j = 0; j < 3; ++j) raw(i, j) = values[i][j];
-  }
+  for (std::size_t i = 0; i < 18; ++i) raw(i / 3, i % 3) = values[i / 3][i % 3];
   return raw;
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -12,7 +11,7 @@
 #include "export/c_code.hpp"
 #include "export/export_test_support.hpp"
 #include "export/kvb_code.hpp"
-#include "platform/temp_folder.hpp"
+#include "support/compile_c.hpp"
 
 namespace mspc {
 namespace {
@@ -74,7 +73,6 @@ TEST(NameEscaping, EveryNameComesBackFromTheDocumentAsItWasWritten) {
 }
 
 TEST(NameEscaping, GeneratedCWithAnyNameCompilesAndKeepsItsLines) {
-  const platform::testing::TempFolder folder;
   const std::string pca = GeneratePCACCode(PCAModel(kHostile));
   const std::string pls = GeneratePLSCCode(PLSModel(kHostile));
   EXPECT_EQ(LineCount(pca), LineCount(GeneratePCACCode(PCAModel(kPlain))));
@@ -90,25 +88,22 @@ TEST(NameEscaping, GeneratedCWithAnyNameCompilesAndKeepsItsLines) {
       }
       EXPECT_TRUE(line.empty() || line.back() != '\\') << line;
     }
-    const std::string file = folder.Write(name, code);
-    const std::string compile =
-        "gcc -std=c99 -Wall -Wextra -Werror -fsyntax-only '" + file + "' 2>&1";
-    FILE* pipe = popen(compile.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string diagnostics;
-    char buffer[512];
-    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) diagnostics += buffer;
-    EXPECT_EQ(pclose(pipe), 0) << name << ": " << diagnostics;
+    testing::ExpectCompiles(code, name);
   }
 }
 
 TEST(NameEscaping, GeneratedKVBWithAnyNameKeepsItsLinesAndStrings) {
+  EXPECT_EQ(KVBString("a\"b\nc"), "\"a\"\"b c\"");
+  const std::string pca = GeneratePCAKVBCode(PCAModel(kHostile));
+  EXPECT_EQ(LineCount(pca), LineCount(GeneratePCAKVBCode(PCAModel(kPlain))));
+  EXPECT_EQ(pca.find("\nEnd Sub\nEnd Sub"), std::string::npos);
   const std::string hostile = GeneratePLSKVBCode(PLSModel(kHostile));
   EXPECT_EQ(LineCount(hostile), LineCount(GeneratePLSKVBCode(PLSModel(kPlain))));
   // Neither the title nor the data source at the end of a comment line continues it.
   EXPECT_NE(hostile.find("' Korvane MSPC, ends in a continuation _.\n"), std::string::npos);
   // A quote inside a name is doubled, so the literal ends where the name does.
   EXPECT_NE(hostile.find("<> \"quote \"\" and ' apostrophe\" Then"), std::string::npos);
+  EXPECT_NE(pca.find("<> \"quote \"\" and ' apostrophe\" Then"), std::string::npos);
 }
 
 }  // namespace

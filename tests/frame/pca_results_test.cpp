@@ -6,35 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "pca/pca_test_support.hpp"
-#include "support/dialog_analysis.hpp"
+#include "frame/results_support.hpp"
 
 namespace mspc {
 namespace {
 
-using fake::Get;
 using fake::Put;
-
-constexpr int kRows = 30;
-constexpr int kVariables = 5;
-
-// A PCA analysis on a rank-2 table of 30 cases and 5 variables.
-class PCAAnalysis : public testing::DialogAnalysis {
- public:
-  explicit PCAAnalysis(ProgressMonitor* progress = nullptr) {
-    AddColumns(testing::ManufacturedData(kRows, kVariables, {3.0, 2.0}, 0.2, 17));
-    Start(false, progress);
-  }
-
-  // Fit with a fixed number of components and open PCA Results.
-  void Fit(int components) {
-    AutomationObject& startup = OpenStartup(1, kStepPCAStartup);
-    Put(startup, "Variables", std::vector<std::string>{"x1", "x2", "x3", "x4", "x5"});
-    Put(startup, "FixedNumberOfComponents", true);
-    Put(startup, "NumberOfComponents", std::int64_t{components});
-    OpenResults(kStepPCAResults, "PCAResults");
-  }
-};
+using testing::PCAAnalysis;
+constexpr int kRows = PCAAnalysis::kRows;
+constexpr int kVariables = PCAAnalysis::kVariables;
 
 TEST(PCAResultsDialog, DefaultLimitsDrawTheNinetyNineAndNinetyFivePercentLines) {
   PCAAnalysis analysis;
@@ -126,40 +106,26 @@ TEST(PCAResultsDialog, StandardDeviationLimitsStartAtThreeAndTwoAroundTheMean) {
   EXPECT_EQ(plot.lines[2].kind, LimitKind::kWarning);
 }
 
-TEST(PCAResultsDialog, ComponentCommandsChangeTheNumberOfComponents) {
+// min(N - 1, K) = 5 components at most; with all of them each variable is explained in full.
+TEST(PCAResultsDialog, ComponentsStopAtTheDegreesOfFreedomAndThenExplainEveryVariable) {
   PCAAnalysis analysis;
   analysis.Fit(1);
-  AutomationObject& twin = analysis.Twin();
-  ASSERT_TRUE(fake::Run(twin, "AddNextComponent"));
-  EXPECT_EQ(analysis.Components(), 2);
-  ASSERT_TRUE(fake::Run(twin, "Summary"));
-  EXPECT_EQ(analysis.host().spreadsheets().back().rows.size(), 2u);
-  ASSERT_TRUE(fake::Run(twin, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.Components(), 1);
-  ASSERT_TRUE(fake::Run(twin, "RemoveAllComponent"));
-  EXPECT_EQ(analysis.Components(), 0);
-
-  // Nothing to remove is refused; a report that needs a component says so and shows nothing.
-  EXPECT_FALSE(fake::Run(twin, "RemoveLastComponent"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kNoComponentToRemove);
-  const std::size_t reports = analysis.ReportCount();
-  EXPECT_TRUE(fake::Run(twin, "TSquareChart"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kReportNeedsComponent);
-  EXPECT_EQ(analysis.ReportCount(), reports);
-
-  // The fixed count of the options is what AutoFitMoreComponents fits again.
-  ASSERT_TRUE(fake::Run(twin, "AutoFitMoreComponents"));
-  EXPECT_EQ(analysis.Components(), 1);
-  ASSERT_TRUE(fake::Run(twin, "AutoFitMoreComponents"));
+  ASSERT_TRUE(analysis.Run("AutoFitMoreComponents"));
   EXPECT_EQ(analysis.LastMessage(), MessageId::kNoAdditionalModel);
-
-  // min(N - 1, K) = 5 components at most.
   for (int component = 2; component <= kVariables; ++component) {
-    ASSERT_TRUE(fake::Run(twin, "AddNextComponent"));
+    ASSERT_TRUE(analysis.Run("AddNextComponent"));
   }
   EXPECT_EQ(analysis.Components(), kVariables);
-  EXPECT_FALSE(fake::Run(twin, "AddNextComponent"));
+  EXPECT_FALSE(analysis.Run("AddNextComponent"));
   EXPECT_EQ(analysis.LastMessage(), MessageId::kDegreesOfFreedomNotEnough);
+
+  analysis.GoTo("Details", kStepPCADetails);
+  ASSERT_TRUE(analysis.Run("VariableStatistics"));
+  const Spreadsheet& sheet = analysis.Sheet("Variable statistics of component 5");
+  EXPECT_EQ(sheet.columns, (std::vector<std::string>{"R²X", "R²X(Cumul.)", "PRESS", "Q²"}));
+  for (const ReportRow& row : sheet.rows) {
+    EXPECT_NEAR(std::get<double>(row.cells[1]), 1.0, 1e-8) << row.label;
+  }
 }
 
 TEST(PCAResultsDialog, ContributionsFollowTheChosenObservationAndComponents) {
@@ -184,33 +150,6 @@ TEST(PCAResultsDialog, DistanceNoteIsShownOutsideAutomationOnly) {
   EXPECT_EQ(analysis.host().CountOf(MessageId::kNormalizedDistance), 1);
   const Spreadsheet& sheet = analysis.host().spreadsheets().back();
   EXPECT_EQ(sheet.footnotes, std::vector<std::string>{analysis.host().messages().back().text});
-}
-
-TEST(PCADetailsDialog, OpensFromResultsAndReturnsToThemWithTheSettingsKept) {
-  PCAAnalysis analysis;
-  analysis.Fit(kVariables);
-  Put(analysis.Twin(), "TSquareControlLimit", 97.5);
-  analysis.GoTo("Details", kStepPCADetails);
-  AutomationObject& details = analysis.Twin();
-  EXPECT_EQ(details.TwinName(), "PCADetails");
-
-  // With every component each variable is explained in full.
-  ASSERT_TRUE(fake::Run(details, "VariableStatistics"));
-  const Spreadsheet& sheet = analysis.host().spreadsheets().back();
-  EXPECT_EQ(sheet.title, "Variable statistics of component 5");
-  EXPECT_EQ(sheet.columns, (std::vector<std::string>{"R²X", "R²X(Cumul.)", "PRESS", "Q²"}));
-  for (const ReportRow& row : sheet.rows) {
-    EXPECT_NEAR(std::get<double>(row.cells[1]), 1.0, 1e-8) << row.label;
-  }
-  Put(details, "Component", std::int64_t{6});
-  EXPECT_FALSE(fake::Run(details, "VariableStatistics"));
-  EXPECT_EQ(analysis.LastMessage(), MessageId::kDetailsComponentOutOfRange);
-
-  ASSERT_TRUE(fake::Run(details, "Close"));
-  EXPECT_EQ(analysis.steps().LastExit()->next_step, kStepPCAResults);
-  EXPECT_EQ(analysis.steps().LastExit()->direction, kDirectionBack);
-  ASSERT_EQ(analysis.steps().RunStep(kStepPCAResults), kDialogOpened);
-  EXPECT_EQ(std::get<double>(Get(analysis.Twin(), "TSquareControlLimit")), 97.5);
 }
 
 TEST(PCAStartupFit, ACancelDuringTheFitKeepsTheComponentsAcceptedBefore) {
