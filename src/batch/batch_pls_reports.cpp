@@ -59,11 +59,17 @@ GraphSeries RegionSeries(const BatchData& data,
                          std::string name,
                          const std::vector<double>& upper,
                          const std::vector<double>& lower) {
+  // One closed outline: along the upper limits, back along the lower ones, and to the start.
   GraphSeries series = TimeSeries(data, std::move(name), upper);
   for (std::size_t time = data.num_times; time-- > 0;) {
     series.x.push_back(data.time_values[time]);
     series.y.push_back(lower[time]);
     series.labels.push_back(TimeName(data, time));
+  }
+  if (data.num_times > 0) {
+    series.x.push_back(series.x.front());
+    series.y.push_back(series.y.front());
+    series.labels.push_back(series.labels.front());
   }
   return series;
 }

@@ -28,15 +28,6 @@ void CenterAndScaleInPlace(WorkingData& block) {
 
 }  // namespace
 
-std::optional<MessageId> TimeWiseReportOptions::Validate() const {
-  const bool positive = TolerantGreater(trajectory.control_constant, 0.0) &&
-                        TolerantGreater(trajectory.warning_constant, 0.0);
-  const bool ordered = !trajectory.warning_limits ||
-                       TolerantLess(trajectory.warning_constant, trajectory.control_constant);
-  if (!positive || !ordered) return MessageId::kTrajectoryConstantsOutOfRange;
-  return std::nullopt;
-}
-
 CMPCAModel::CMPCAModel(CAnalysisSupport* analysis) : CPCAModel(analysis) {}
 
 ModelKind CMPCAModel::Kind() const { return ModelKind::kTMPCA; }

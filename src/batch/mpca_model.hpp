@@ -22,9 +22,6 @@ struct TimeWiseReportOptions {
   bool markers = true;              // ShowMarkersForScoreControlChart
   std::string trajectory_variable;  // VariableForTrajectory; empty: the first process column
   std::vector<std::string> batches_to_display;  // BatchesToDisplay: batch labels
-
-  /// The message of the first broken rule: c > 0, w > 0 and, with warning limits, w < c.
-  std::optional<MessageId> Validate() const;
 };
 
 /// The time-wise multi-way PCA model: one row per batch, every variable at every time. The

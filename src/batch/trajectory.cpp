@@ -7,6 +7,14 @@
 
 namespace mspc {
 
+std::optional<MessageId> TrajectoryOptions::Validate() const {
+  const bool positive =
+      TolerantGreater(control_constant, 0.0) && TolerantGreater(warning_constant, 0.0);
+  const bool ordered = !warning_limits || TolerantLess(warning_constant, control_constant);
+  if (!positive || !ordered) return MessageId::kTrajectoryConstantsOutOfRange;
+  return std::nullopt;
+}
+
 TrajectoryBands ComputeTrajectoryBands(const DMatrix& values, const TrajectoryOptions& options) {
   const std::size_t num_times = values.cols();
   TrajectoryBands bands;

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "host/messages.hpp"
 #include "models/dmatrix.hpp"
 
 namespace mspc {
@@ -14,6 +16,9 @@ struct TrajectoryOptions {
   double control_constant = 3.0;  // ConstantForTrajectoryControlLimits, c
   double warning_constant = 2.0;  // ConstantForTrajectoryWarningLimits, w
   bool warning_limits = false;    // AddTrajectoryWarningLimits
+
+  /// The message of the first broken rule: c > 0, w > 0 and, with warning limits, w < c.
+  std::optional<MessageId> Validate() const;
 };
 
 /// Per time interval: the statistics of one variable over the batches and its bands. A time

@@ -152,16 +152,18 @@ bool CBatchPLSResults::ScoreLimits(std::vector<ControlLimitSet>& limits) {
   return true;
 }
 
-std::vector<std::size_t> CBatchPLSResults::BatchesToDisplay(bool all_when_none) {
-  std::vector<std::size_t> rows;
+bool CBatchPLSResults::BatchesToDisplay(bool all_when_none, std::vector<std::size_t>& rows) {
+  rows.clear();
   const BatchData& data = batch_data();
   for (const std::string& label : settings().batches_to_display) {
     const auto found = std::find(data.batch_labels.begin(), data.batch_labels.end(), label);
-    if (found != data.batch_labels.end()) {
-      rows.push_back(static_cast<std::size_t>(found - data.batch_labels.begin()));
+    if (found == data.batch_labels.end()) {
+      return Refuse(MessageId::kObservationNotInModel,
+                    FormatMessage(MessageId::kObservationNotInModel, label));
     }
+    rows.push_back(static_cast<std::size_t>(found - data.batch_labels.begin()));
   }
-  if (!rows.empty()) return rows;
+  if (!rows.empty()) return true;
   // Charts of every batch draw them all; a trajectory plot without chosen batches still shows
   // the mean and the bands.
   if (all_when_none) {
@@ -169,7 +171,7 @@ std::vector<std::size_t> CBatchPLSResults::BatchesToDisplay(bool all_when_none) 
   } else {
     analysis().ShowMessage(MessageKind::kWarning, MessageId::kSelectBatchesToDisplay);
   }
-  return rows;
+  return true;
 }
 
 bool CBatchPLSResults::ResolveTrajectoryVariable(std::size_t& variable) {
@@ -287,9 +289,16 @@ bool CBatchPLSResults::ScoreControlChartSheet() {
   return true;
 }
 
+bool CBatchPLSResults::TrajectoryOptionsUsable() {
+  if (const auto refusal = trajectory_options().Validate()) return Refuse(*refusal);
+  return true;
+}
+
 bool CBatchPLSResults::VariableTrajectoryPlot() {
   std::size_t variable = 0;
-  if (!ResolveTrajectoryVariable(variable)) return false;
+  if (!TrajectoryOptionsUsable() || !ResolveTrajectoryVariable(variable)) return false;
+  std::vector<std::size_t> batches;
+  if (!BatchesToDisplay(false, batches)) return false;
   const DMatrix values = ShownTrajectoryValues(variable);
   const TrajectoryOptions& options = trajectory_options();
   Route(TrajectoryPlot(batch_data(),
@@ -298,13 +307,13 @@ bool CBatchPLSResults::VariableTrajectoryPlot() {
                        ComputeTrajectoryBands(values, options),
                        options,
                        settings().limits_as_regions,
-                       BatchesToDisplay(false)));
+                       batches));
   return true;
 }
 
 bool CBatchPLSResults::VariableTrajectorySpreadsheet() {
   std::size_t variable = 0;
-  if (!ResolveTrajectoryVariable(variable)) return false;
+  if (!TrajectoryOptionsUsable() || !ResolveTrajectoryVariable(variable)) return false;
   const DMatrix values = ShownTrajectoryValues(variable);
   Route(TrajectorySheet(batch_data(),
                         batch_data().process_columns[variable].name,
@@ -396,7 +405,8 @@ bool CBMPLSResults::ScoreControlChart() {
   std::vector<TimeLimits> trajectories;
   if (!HasComponents()) return true;
   if (!ScoreTrajectories(components, trajectories)) return false;
-  const std::vector<std::size_t> batches = BatchesToDisplay(true);
+  std::vector<std::size_t> batches;
+  if (!BatchesToDisplay(true, batches)) return false;
   for (std::size_t index = 0; index < components.size(); ++index) {
     Route(ScoreTrajectoryPlot(batch_data(),
                               components[index],
@@ -425,9 +435,10 @@ bool CBMPLSResults::ScoreControlChartSheet() {
 
 bool CBMPLSResults::SPEQChart() {
   // The chart of every observation with the model's lines, then the lines of every time.
-  if (!CPLSResults::SPEQChart()) return false;
+  std::vector<std::size_t> batches;
+  if (!BatchesToDisplay(true, batches) || !CPLSResults::SPEQChart()) return false;
   const TimeLimits spe = batch_model().SPEByTime(model().report_options().chart, probability());
-  Route(SPEByTimeChart(batch_data(), spe.values, spe.limits, BatchesToDisplay(true)));
+  Route(SPEByTimeChart(batch_data(), spe.values, spe.limits, batches));
   return true;
 }
 

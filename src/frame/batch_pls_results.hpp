@@ -88,8 +88,10 @@ class CBatchPLSResults : public CPLSResults {
   /// One score chart over the batches per plotted component, its points marked when `markers`.
   bool ScoreLineplots(bool markers);
   /// The rows of the batches to display; when none is chosen, every batch (`all_when_none`) or
-  /// none with a warning.
-  std::vector<std::size_t> BatchesToDisplay(bool all_when_none);
+  /// none with a warning. A label the model does not know is refused.
+  bool BatchesToDisplay(bool all_when_none, std::vector<std::size_t>& rows);
+  /// The trajectory bands' constants, or a refusal shown.
+  bool TrajectoryOptionsUsable();
   /// The process column of the trajectory reports; false after a refusal.
   bool ResolveTrajectoryVariable(std::size_t& variable);
   /// The trajectory values in the units the settings ask for.

@@ -123,7 +123,9 @@ bool CMPCAResults::ResolveTrajectoryVariable(std::size_t& variable) {
 }
 
 bool CMPCAResults::TrajectoryOptionsUsable() {
-  if (const auto refusal = model().time_wise_options().Validate()) return Refuse(*refusal);
+  if (const auto refusal = model().time_wise_options().trajectory.Validate()) {
+    return Refuse(*refusal);
+  }
   return true;
 }
 

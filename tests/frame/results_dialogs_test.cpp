@@ -173,13 +173,11 @@ TEST_P(BatchResultsDialog, TrajectoriesBandTheBatchesAndHighlightThoseOutside) {
                [](const std::pair<int, int>& cell) { return cell.second == 1; });
   EXPECT_EQ(at_time_20, (std::vector<std::pair<int, int>>{{6, 1}, {10, 1}}));
 
-  // TMPCA refuses a warning constant above the control constant; every kind an unknown variable.
-  if (GetParam().row == testing::kTMPCA.row) {
-    Put(twin, "ConstantForTrajectoryWarningLimits", 2.0);
-    EXPECT_FALSE(analysis.Run("VariableTrajectorySpreadsheet"));
-    EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryConstantsOutOfRange), 1);
-    Put(twin, "ConstantForTrajectoryWarningLimits", 1.0);
-  }
+  // A warning constant above the control constant is refused, and so is an unknown variable.
+  Put(twin, "ConstantForTrajectoryWarningLimits", 2.0);
+  EXPECT_FALSE(analysis.Run("VariableTrajectorySpreadsheet"));
+  EXPECT_EQ(analysis.host().CountOf(MessageId::kTrajectoryConstantsOutOfRange), 1);
+  Put(twin, "ConstantForTrajectoryWarningLimits", 1.0);
   Put(twin, "VariableForTrajectory", std::string("x9"));
   EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
   EXPECT_EQ(analysis.LastMessage(), MessageId::kTrajectoryVariableUnknown);
@@ -206,16 +204,14 @@ TEST_P(BatchResultsDialog, TrajectoriesBandTheBatchesAndHighlightThoseOutside) {
   const Graph& plot = analysis.LastGraph();
   ASSERT_EQ(plot.series.size(), 5u);
   EXPECT_EQ(plot.series[2].name, "Warning: Mean \xC2\xB1 2 SD");
-  // Out along the upper limits and back along the lower; TMPCA repeats the first point and
-  // refuses a batch it does not know.
-  const bool tmpca = GetParam().row == testing::kTMPCA.row;
-  ASSERT_EQ(plot.series[1].y.size(), 2 * kTimes + (tmpca ? 1 : 0));
-  if (tmpca) {
-    EXPECT_EQ(plot.series[1].y.front(), plot.series[1].y.back());
-    Put(twin, "BatchesToDisplay", std::vector<std::string>{"99"});
-    EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
-  }
+  // Out along the upper limits, back along the lower and to the first point again.
+  ASSERT_EQ(plot.series[1].y.size(), 2 * kTimes + 1);
+  EXPECT_EQ(plot.series[1].y.front(), plot.series[1].y.back());
   EXPECT_EQ(plot.series[4].name, "4");
+  // A batch the model does not know is refused.
+  Put(twin, "BatchesToDisplay", std::vector<std::string>{"99"});
+  EXPECT_FALSE(analysis.Run("VariableTrajectoryPlot"));
+  EXPECT_EQ(analysis.LastMessage(), MessageId::kObservationNotInModel);
 }
 
 // The time-wise kinds name each row by its batch and each column by its variable and time.
