@@ -208,7 +208,7 @@ Graph BatchPLSScoreLineplot(const BatchPLSReportData& data,
   graph.subtitles = {ComponentsSubtitle(engine.ComponentCount()),
                      FormatScoreLimitSubtitle(options, false)};
   if (options.warning) graph.subtitles.push_back(FormatScoreLimitSubtitle(options, true));
-  graph.x_label = ReportText(MessageId::kRowHeaderCase);
+  graph.x_label = ReportText(data.pls.predictors.row_header);
   graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
   GraphSeries series = CaseSeries(FormatMessage(MessageId::kScoreLabel, component),
                                   data.pls.predictors,
@@ -360,14 +360,12 @@ Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data) {
                           ModelRows(engine),
                           IncludedIndices(engine.ExcludedXColumns(), engine.XCols()),
                           engine.ScaledX());
-  if (OneRowPerBatch(data.batch)) sheet.row_header = ReportText(MessageId::kBatchHeader);
   return sheet;
 }
 
 Spreadsheet BatchPLSDistanceSpreadsheet(const BatchPLSReportData& data,
                                         const PLSMonitoring& monitoring) {
   Spreadsheet sheet = PLSDistanceSpreadsheet(data.pls, monitoring);
-  if (OneRowPerBatch(data.batch)) sheet.row_header = ReportText(MessageId::kBatchHeader);
   sheet.columns.push_back(ReportText(MessageId::kT2Series));
   const std::vector<std::size_t> rows = ModelRows(data.pls.engine);
   for (std::size_t index = 0; index < rows.size() && index < sheet.rows.size(); ++index) {
@@ -381,7 +379,7 @@ Graph BatchPLSDistanceLineplot(const BatchPLSReportData& data, const PLSMonitori
   graph.type = GraphType::kLine;
   graph.title = ReportText(MessageId::kDistanceToModelTitle);
   graph.subtitles.push_back(ComponentsSubtitle(data.pls.engine.ComponentCount()));
-  graph.x_label = ReportText(MessageId::kRowHeaderCase);
+  graph.x_label = ReportText(data.pls.predictors.row_header);
   graph.y_label = ReportText(MessageId::kDistanceColumn);
   graph.series.push_back(CaseSeries(ReportText(MessageId::kDistanceColumn),
                                     data.pls.predictors,

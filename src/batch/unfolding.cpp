@@ -430,6 +430,10 @@ BatchData NewBatchData(const BatchPlan& plan, const BatchRequest& request) {
                              std::move(dependent_variables),
                              std::move(row_names));
   data.dependent_moments = RunningMoments(shape.y_cols);
+  if (plan.layout == BatchLayout::kBatchRows) {
+    data.predictors.row_header = MessageId::kBatchHeader;
+    data.dependents.row_header = MessageId::kBatchHeader;
+  }
   data.cases_per_batch.assign(num_batches, 0);
   data.dependents_per_batch.assign(num_batches, 0);
   return data;

@@ -59,7 +59,7 @@ Spreadsheet CaseRowsSheet(std::string title,
                           const std::vector<std::size_t>& rows) {
   Spreadsheet sheet;
   sheet.title = std::move(title);
-  sheet.row_header = ReportText(MessageId::kRowHeaderCase);
+  sheet.row_header = ReportText(data.row_header);
   for (std::size_t row : rows) sheet.rows.push_back({CaseLabel(data, row), {}});
   return sheet;
 }
@@ -145,7 +145,7 @@ Graph StatisticChart(MessageId title,
   graph.type = GraphType::kControl;
   graph.title = ReportText(title);
   graph.subtitles.push_back(ComponentsSubtitle(components));
-  graph.x_label = ReportText(MessageId::kRowHeaderCase);
+  graph.x_label = ReportText(data.row_header);
   graph.y_label = ReportText(series);
   graph.series.push_back(CaseSeries(ReportText(series), data, rows, values));
   AddChartLines(graph, limits);

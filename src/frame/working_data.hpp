@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/errors.hpp"
+#include "host/messages.hpp"
 #include "models/dmatrix.hpp"
 #include "models/removal_log.hpp"
 #include "models/scaling.hpp"
@@ -45,6 +46,8 @@ struct WorkingData {
   std::vector<VariableInfo> variables;     // per source variable
   std::vector<int> case_numbers;           // per row: the host's 1-based case number
   std::vector<std::string> case_names;     // per row: case name (may be empty)
+  /// What a row is, as reports head it: a case, or a batch of a table unfolded one row per batch.
+  MessageId row_header = MessageId::kRowHeaderCase;
 
   std::vector<bool> removed_cases;    // per row
   std::vector<bool> removed_columns;  // per column

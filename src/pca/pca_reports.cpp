@@ -514,7 +514,7 @@ Graph PCAScoreLineplot(const PCAEngine& engine,
       FormatMessage(MessageId::kScoreStandardDeviation, component, limits.standard_deviation),
       FormatScoreLimitSubtitle(options, /*warning=*/false)};
   if (options.warning) graph.subtitles.push_back(FormatScoreLimitSubtitle(options, true));
-  graph.x_label = Text(MessageId::kRowHeaderCase);
+  graph.x_label = Text(data.row_header);
   graph.y_label = FormatMessage(MessageId::kScoreLabel, component);
   graph.series.push_back(CaseSeries(graph.y_label, engine, data, scores));
   AddScoreLimitLines(graph, limits, options.warning);
@@ -626,7 +626,7 @@ Graph PCADistanceBarChart(const PCAEngine& engine, const WorkingData& data) {
   graph.type = GraphType::kBar;
   graph.title = Text(MessageId::kDistanceToModelTitle);
   graph.subtitles.push_back(ComponentsSubtitle(engine));
-  graph.x_label = Text(MessageId::kRowHeaderCase);
+  graph.x_label = Text(data.row_header);
   graph.y_label = Text(MessageId::kDistanceColumn);
   graph.series.push_back(CaseSeries(
       Text(MessageId::kDistanceColumn), engine, data, ComputeModelDistance(engine).distance));

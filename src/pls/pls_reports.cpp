@@ -477,7 +477,7 @@ Graph PLSDistanceBarChart(const PLSReportData& data, const PLSMonitoring& monito
   graph.type = GraphType::kBar;
   graph.title = ReportText(MessageId::kDistanceToModelTitle);
   graph.subtitles.push_back(Subtitle(data.engine));
-  graph.x_label = ReportText(MessageId::kRowHeaderCase);
+  graph.x_label = ReportText(data.predictors.row_header);
   graph.y_label = ReportText(MessageId::kDistanceColumn);
   graph.series.push_back(CaseSeries(ReportText(MessageId::kDistanceColumn),
                                     data.predictors,

@@ -241,6 +241,12 @@ TEST_P(TimeWiseResultsDialog, ReportsNameBatchesAndVariablesAtTimes) {
   ASSERT_TRUE(analysis.Run("DToModelSpreadsheet"));
   const Spreadsheet distance = analysis.Sheet("Distance to model");
   EXPECT_EQ(distance.row_header, "Batch");
+  for (const char* report : {"XScoreSpreadsheet", "SPEQSpreadsheet"}) {
+    ASSERT_TRUE(analysis.Run(report));
+    EXPECT_EQ(analysis.LastSheet().row_header, "Batch") << report;
+  }
+  ASSERT_TRUE(analysis.Run("SPEQChart"));
+  EXPECT_EQ(analysis.LastGraph().x_label, "Batch");
   ASSERT_EQ(distance.columns, (std::vector<std::string>{"Distance", "T\xC2\xB2"}));
   ASSERT_TRUE(analysis.Run("TSquareSpreadsheet"));
   double t2_sum = 0.0;
