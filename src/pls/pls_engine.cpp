@@ -957,8 +957,7 @@ std::optional<MessageId> PLSEngine::AddNextComponent() {
 }
 
 std::optional<MessageId> PLSEngine::AutoFitMoreComponents() {
-  if (!CanAcceptAnotherComponent()) return MessageId::kNoAdditionalModel;
-  AutoFit();
+  if (!CanAcceptAnotherComponent() || AutoFit() == 0) return MessageId::kNoAdditionalModel;
   return std::nullopt;
 }
 

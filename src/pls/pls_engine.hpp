@@ -125,7 +125,8 @@ class PLSEngine {
   /// Whether the model can take another component: K < P, K < N and D > N - (2K + 2) + P.
   bool CanAcceptAnotherComponent() const;
   /// Continue the automatic fit from the components stored. Returns "No additional model can be
-  /// fit to the data." without any change when the model cannot take another component.
+  /// fit to the data." without any change when the model cannot take another component, and
+  /// when the fit's stop rules store none.
   std::optional<MessageId> AutoFitMoreComponents();
   /// Drop the last component and restore the working matrices to their state before it.
   void RemoveLastComponent();

@@ -91,9 +91,12 @@ TEST_P(ResultsDialog, ComponentCommandsChangeTheModelAndRefuseWhatCannotBeDone) 
   EXPECT_EQ(analysis->LastMessage(), MessageId::kReportNeedsComponent);
   EXPECT_EQ(analysis->ReportCount(), reports);
 
-  // The fixed count of the options is what AutoFitMoreComponents fits again.
+  // The fixed count of the options is what AutoFitMoreComponents fits again, and then no more.
   ASSERT_TRUE(analysis->Run("AutoFitMoreComponents"));
   EXPECT_EQ(analysis->Components(), 1);
+  ASSERT_TRUE(analysis->Run("AutoFitMoreComponents"));
+  EXPECT_EQ(analysis->Components(), 1);
+  EXPECT_EQ(analysis->LastMessage(), MessageId::kNoAdditionalModel);
 }
 
 TEST_P(ResultsDialog, DetailsOpenFromResultsAndReturnToThemWithTheSettingsKept) {
