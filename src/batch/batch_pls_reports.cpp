@@ -354,13 +354,11 @@ Spreadsheet BatchVariableImportance(const BatchPLSReportData& data, bool sorted)
 
 Spreadsheet BatchPLSScaledData(const BatchPLSReportData& data) {
   const PLSEngine& engine = data.pls.engine;
-  Spreadsheet sheet =
-      CaseByVariableSheet(ReportText(MessageId::kScaledProcessedDataTitle),
-                          data.pls.predictors,
-                          ModelRows(engine),
-                          IncludedIndices(engine.ExcludedXColumns(), engine.XCols()),
-                          engine.ScaledX());
-  return sheet;
+  return CaseByVariableSheet(ReportText(MessageId::kScaledProcessedDataTitle),
+                             data.pls.predictors,
+                             ModelRows(engine),
+                             IncludedIndices(engine.ExcludedXColumns(), engine.XCols()),
+                             engine.ScaledX());
 }
 
 Spreadsheet BatchPLSDistanceSpreadsheet(const BatchPLSReportData& data,
